@@ -1,0 +1,37 @@
+#pragma once
+
+namespace hvx::code {
+
+// Procedure codes: each procedure stores its own on entry, and some store more at notable
+// steps, so that an error report tells where it happened.
+inline constexpr long kMain = 11000;
+inline constexpr long kMainErrorManager = 11001;
+inline constexpr long kMainStopSwitches = 11002;
+inline constexpr long kMainSplashMinimum = 11003;
+inline constexpr long kMainCoreCaption = 11004;
+inline constexpr long kMainStartupComplete = 11005;
+inline constexpr long kCentreForm = 11032;
+inline constexpr long kMinutesToHHMM = 11043;
+inline constexpr long kWriteTrace = 11048;
+inline constexpr long kDeleteRegValue = 11049;
+inline constexpr long kDeleteRegSection = 11050;
+inline constexpr long kGetRegValue = 11051;
+inline constexpr long kSaveRegValue = 11053;
+inline constexpr long kCmdCommandClick = 11059;
+inline constexpr long kStartSuspendResume = 11060;
+inline constexpr long kFormLoad = 11062;
+inline constexpr long kMnuSuspendClick = 11072;
+inline constexpr long kTimer1Timer = 11076;
+inline constexpr long kApplyScheduleSuspending = 11077;
+inline constexpr long kApplyScheduleResuming = 11078;
+inline constexpr long kTimerBeforeProcessStart = 11081;
+inline constexpr long kTimerAfterProcessStart = 11082;
+inline constexpr long kHandleCoreAbort = 11111;
+inline constexpr long kApplySchedule = 11112;
+inline constexpr long kShowStatus = 11113;
+inline constexpr long kShowRunState = 11115;
+inline constexpr long kIsCoreRunning = 11116;
+inline constexpr long kShouldStartCore = 11117;
+inline constexpr long kFormResize = 11127;
+
+}  // namespace hvx::code

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "RuntimeError.h"
+
+#include <functional>
+#include <memory>
+
+namespace hvx {
+
+class Clock;
+class DatabaseManager;
+class ErrorManager;
+class MessageBoxes;
+class RegistryStore;
+class SqlStringFormatter;
+class SqlValueFormatter;
+
+template <typename T>
+using Factory = std::function<std::unique_ptr<T>()>;
+
+// Everything the program reaches outside its own logic: product components, created through
+// factories (one call, one new object), and platform services that live as long as this.
+// Built by app/main.cpp, the tools, or a test; an empty factory is a component that cannot
+// be created, which is how tests reach the missing-component paths.
+struct Environment {
+    Factory<RegistryStore> registryStore;
+    Factory<ErrorManager> errorManager;
+    Factory<DatabaseManager> databaseManager;
+    Factory<SqlStringFormatter> sqlStringFormatter;
+    Factory<SqlValueFormatter> sqlValueFormatter;
+
+    // Not owned.
+    const Clock* clock = nullptr;
+    MessageBoxes* messageBoxes = nullptr;
+};
+
+// Runs a factory. Throws RuntimeError 429 naming the component when it yields nothing.
+template <typename T>
+std::unique_ptr<T> create(const Factory<T>& factory, const char* componentName) {
+    std::unique_ptr<T> made = factory ? factory() : nullptr;
+    if (!made) {
+        throw RuntimeError(err::CannotCreateComponent,
+                           QStringLiteral("Component cannot be created: %1")
+                               .arg(QString::fromLatin1(componentName)));
+    }
+    return made;
+}
+
+// A service the program cannot do without. Throws RuntimeError 91 when it is not set.
+template <typename T>
+T& required(T* service) {
+    if (service == nullptr) {
+        throw RuntimeError::standard(err::ObjectNotSet);
+    }
+    return *service;
+}
+
+}  // namespace hvx

@@ -1,0 +1,22 @@
+#include "TestEnvironment.h"
+
+#include "components/SqliteRegistryStore.h"
+
+namespace hvx::test {
+
+TestEnvironment::TestEnvironment() : registryPath(folder.filePath(QStringLiteral("registry.sqlite3"))) {
+    env.clock = &clock;
+    env.messageBoxes = &boxes;
+    env.registryStore = SqliteRegistryStore::factory(registryPath);
+    env.errorManager = [] { return std::make_unique<RecordingErrorManager>(); };
+    ctx = std::make_unique<AppContext>(env);
+    ctx->registryBasePath = QStringLiteral("Software\\Halvex\\Help Desk\\Monitor");
+    ctx->applicationTitle = QStringLiteral("Halvex Monitor");
+    ctx->errorManager = std::make_unique<RecordingErrorManager>();
+}
+
+RecordingErrorManager& TestEnvironment::errors() {
+    return static_cast<RecordingErrorManager&>(*ctx->errorManager);
+}
+
+}  // namespace hvx::test

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "RecordingErrorManager.h"
+#include "ScriptedMessageBoxes.h"
+#include "SettableClock.h"
+#include "channel/AppContext.h"
+#include "platform/Environment.h"
+
+#include <QTemporaryDir>
+
+#include <memory>
+
+namespace hvx::test {
+
+// A complete environment for one test: a settable clock, scripted message boxes, the real
+// store in a private temporary file, and a context whose error manager records what it is
+// told. Each instance is independent of every other.
+class TestEnvironment {
+public:
+    TestEnvironment();
+
+    Environment env;
+    SettableClock clock;
+    ScriptedMessageBoxes boxes;
+    QTemporaryDir folder;
+    QString registryPath;
+    std::unique_ptr<AppContext> ctx;
+
+    // The context's error manager.
+    RecordingErrorManager& errors();
+};
+
+}  // namespace hvx::test
