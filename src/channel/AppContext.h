@@ -4,6 +4,7 @@
 #include "platform/DatabaseManager.h"
 #include "platform/Environment.h"
 #include "platform/ErrorManager.h"
+#include "platform/SqlFormatters.h"
 
 #include <QString>
 
@@ -45,6 +46,8 @@ struct AppContext {
 
     std::unique_ptr<ErrorManager> errorManager;
     std::unique_ptr<DatabaseManager> databaseManager;
+    std::unique_ptr<SqlStringFormatter> sqlStringFormatter;
+    std::unique_ptr<SqlValueFormatter> sqlValueFormatter;
 
     bool traceOn = false;
     StopSwitches stop;

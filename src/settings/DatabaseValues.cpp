@@ -1,0 +1,62 @@
+#include "DatabaseValues.h"
+
+#include "platform/Conversions.h"
+#include "platform/RuntimeError.h"
+
+#include <QDateTime>
+#include <QRegularExpression>
+
+namespace hvx {
+
+QString NullToEmpty(const QVariant& value) {
+    return value.isNull() ? QString() : value.toString();
+}
+
+double NullToZero(const QVariant& value) {
+    if (value.isNull()) {
+        return 0;
+    }
+    if (value.typeId() == QMetaType::QString) {
+        return toDouble(value.toString());
+    }
+    bool ok = false;
+    const double number = value.toDouble(&ok);
+    if (!ok) {
+        throw RuntimeError::standard(err::TypeMismatch);
+    }
+    return number;
+}
+
+bool booleanFromField(const QVariant& value) {
+    if (value.isNull()) {
+        throw RuntimeError::standard(err::InvalidUseOfNull);
+    }
+    if (value.typeId() == QMetaType::Bool) {
+        return value.toBool();
+    }
+    return toBoolean(value.toString());
+}
+
+DateValue dateFromField(const QVariant& value) {
+    if (value.isNull()) {
+        return DateValue::zero();
+    }
+    if (value.typeId() == QMetaType::QDateTime) {
+        return DateValue::fromDateTime(value.toDateTime());
+    }
+    if (value.typeId() == QMetaType::QDate) {
+        return DateValue::fromParts(value.toDate(), QTime(0, 0));
+    }
+    // Parsed as separate date and time fields: a naive time must not move across a
+    // daylight-saving gap of the machine's zone.
+    const QString text = value.toString().trimmed();
+    const qsizetype split = text.indexOf(QRegularExpression(QStringLiteral("[ T]")));
+    const QDate date = QDate::fromString(split < 0 ? text : text.left(split), Qt::ISODate);
+    const QTime time = split < 0 ? QTime(0, 0) : QTime::fromString(text.mid(split + 1), Qt::ISODateWithMs);
+    if (date.isValid() && time.isValid()) {
+        return DateValue::fromParts(date, time);
+    }
+    throw RuntimeError::standard(err::TypeMismatch);
+}
+
+}  // namespace hvx

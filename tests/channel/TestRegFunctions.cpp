@@ -1,0 +1,102 @@
+#include "channel/ControlValues.h"
+#include "channel/ErrorReporting.h"
+#include "channel/ProcedureCodes.h"
+#include "channel/RegFunctions.h"
+#include "fakes/TestEnvironment.h"
+
+#include <QTest>
+
+using namespace hvx;
+
+class TestRegFunctions : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void missingSectionReadsAsTheDefaults() {
+        test::TestEnvironment t;
+        AppContext& ctx = *t.ctx;
+        const QString controls = ctx.controlsSection;
+        QCOMPARE(GetRegValue(ctx, controls, value::kState, defaults::kState), QStringLiteral("0"));
+        QCOMPARE(GetRegValue(ctx, controls, value::kProcessing, defaults::kProcessing),
+                 QStringLiteral("0"));
+        QCOMPARE(GetRegValue(ctx, controls, value::kCommand, defaults::kCommand), QStringLiteral("0"));
+        QCOMPARE(GetRegValue(ctx, controls, value::kStatus, defaults::kStatus), QString());
+        QCOMPARE(ctx.procedureCode, code::kGetRegValue);
+    }
+
+    void emptyTextIsNotTheDefault() {
+        test::TestEnvironment t;
+        SaveRegValue(*t.ctx, QStringLiteral("Controls"), QStringLiteral("Status"), QString());
+        QCOMPARE(GetRegValue(*t.ctx, QStringLiteral("Controls"), QStringLiteral("Status"),
+                             QStringLiteral("default")),
+                 QString());
+    }
+
+    void namesIgnoreCaseAndSectionsComeBack() {
+        test::TestEnvironment t;
+        AppContext& ctx = *t.ctx;
+        SaveRegValue(ctx, QStringLiteral("Controls"), QStringLiteral("State"), QStringLiteral("1"));
+        SaveRegValue(ctx, QStringLiteral("Controls"), QStringLiteral("Command"), QStringLiteral("3"));
+        QCOMPARE(GetRegValue(ctx, QStringLiteral("CONTROLS"), QStringLiteral("state"), {}),
+                 QStringLiteral("1"));
+        ctx.registryBasePath = ctx.registryBasePath.toUpper();
+        QCOMPARE(GetRegValue(ctx, QStringLiteral("controls"), QStringLiteral("STATE"), {}),
+                 QStringLiteral("1"));
+
+        DeleteRegSection(ctx, QStringLiteral("Controls"));
+        QCOMPARE(ctx.procedureCode, code::kDeleteRegSection);
+        SaveRegValue(ctx, QStringLiteral("Controls"), QStringLiteral("Command"), QStringLiteral("1"));
+        QCOMPARE(GetRegValue(ctx, QStringLiteral("Controls"), QStringLiteral("Command"), {}),
+                 QStringLiteral("1"));
+        QCOMPARE(GetRegValue(ctx, QStringLiteral("Controls"), QStringLiteral("State"),
+                             QStringLiteral("gone")),
+                 QStringLiteral("gone"));
+    }
+
+    void deletingWhatIsNotThereIsSilent() {
+        test::TestEnvironment t;
+        const bool completed = RunTrapped(*t.ctx, 11000, [&] {
+            DeleteRegValue(*t.ctx, QStringLiteral("Nowhere"), QStringLiteral("Nothing"));
+            DeleteRegSection(*t.ctx, QStringLiteral("Nowhere"));
+        });
+        QVERIFY(completed);
+        QVERIFY(t.errors().reports.isEmpty());
+        QCOMPARE(t.ctx->procedureCode, code::kDeleteRegSection);
+    }
+
+    void instanceSectionsAreTheirOwnKeys() {
+        test::TestEnvironment t;
+        AppContext& ctx = *t.ctx;
+        const QString north = instanceSection(section::kControls, QStringLiteral("North"));
+        QCOMPARE(north, QStringLiteral("Controls:North"));
+        SaveRegValue(ctx, north, QStringLiteral("State"), QStringLiteral("2"));
+        SaveRegValue(ctx, QStringLiteral("Controls"), QStringLiteral("State"), QStringLiteral("1"));
+        DeleteRegSection(ctx, QStringLiteral("Controls"));
+        QCOMPARE(GetRegValue(ctx, north, QStringLiteral("State"), {}), QStringLiteral("2"));
+    }
+
+    void codesCompareAsText_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("isRunning");
+        QTest::newRow("1") << "1" << true;
+        QTest::newRow("leading zero") << "01" << false;
+        QTest::newRow("blank after") << "1 " << false;
+    }
+    void codesCompareAsText() {
+        QFETCH(QString, text);
+        QTEST(isCode(text, state::kRunning), "isRunning");
+    }
+
+    void aMissingStoreComponentReachesTheCaller() {
+        test::TestEnvironment t;
+        t.env.registryStore = nullptr;
+        QVERIFY(!RunTrapped(*t.ctx, 11076, [&] {
+            GetRegValue(*t.ctx, QStringLiteral("Controls"), QStringLiteral("State"), {});
+        }));
+        QCOMPARE(t.errors().ErrorNumber(), err::CannotCreateComponent);
+        QVERIFY(t.errors().ErrorText().endsWith(QStringLiteral("(Code 11051 in HvxMonitor.exe)")));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestRegFunctions)
+#include "TestRegFunctions.moc"
