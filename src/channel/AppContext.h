@@ -4,7 +4,9 @@
 #include "platform/DatabaseManager.h"
 #include "platform/Environment.h"
 #include "platform/ErrorManager.h"
+#include "platform/ProductComponents.h"
 #include "platform/SqlFormatters.h"
+#include "platform/StringTable.h"
 
 #include <QString>
 
@@ -48,6 +50,17 @@ struct AppContext {
     std::unique_ptr<DatabaseManager> databaseManager;
     std::unique_ptr<SqlStringFormatter> sqlStringFormatter;
     std::unique_ptr<SqlValueFormatter> sqlValueFormatter;
+    std::unique_ptr<StringTable> stringTable;
+    std::unique_ptr<TermTranslator> termTranslator;
+
+    QString localFolder;
+    QString computerName;
+    QString shortCompanyName;
+    QString shortProductName;
+    QString databaseUserId;
+    QString databasePassword;
+    // Program version and database, for the status bar and the log.
+    QString databaseDescription;
 
     bool traceOn = false;
     StopSwitches stop;

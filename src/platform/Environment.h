@@ -2,18 +2,32 @@
 
 #include "RuntimeError.h"
 
+#include <QString>
+
 #include <functional>
 #include <memory>
 
 namespace hvx {
 
 class Clock;
+class ComputerInfo;
+class ConnectionWizard;
 class DatabaseManager;
+class DeleteOldMessagesDialog;
 class ErrorManager;
+class InstanceGuard;
+class LocalFolder;
 class MessageBoxes;
+class MessageWithTurnOffDialog;
+class ProcessLauncher;
 class RegistryStore;
+class Splash;
 class SqlStringFormatter;
 class SqlValueFormatter;
+class StringTable;
+class TermTranslator;
+class UserInterface;
+class WindowDirectory;
 
 template <typename T>
 using Factory = std::function<std::unique_ptr<T>()>;
@@ -28,10 +42,25 @@ struct Environment {
     Factory<DatabaseManager> databaseManager;
     Factory<SqlStringFormatter> sqlStringFormatter;
     Factory<SqlValueFormatter> sqlValueFormatter;
+    Factory<StringTable> stringTable;
+    Factory<LocalFolder> localFolder;
+    Factory<Splash> splash;
+    Factory<TermTranslator> termTranslator;
+    Factory<ConnectionWizard> connectionWizard;
+    Factory<DeleteOldMessagesDialog> deleteOldMessagesDialog;
+    Factory<MessageWithTurnOffDialog> messageWithTurnOffDialog;
+
+    // The folder of the program (db.ini, monitornames.txt and the core application lie there).
+    QString applicationFolder;
 
     // Not owned.
     const Clock* clock = nullptr;
     MessageBoxes* messageBoxes = nullptr;
+    const ComputerInfo* computer = nullptr;
+    InstanceGuard* instanceGuard = nullptr;
+    UserInterface* userInterface = nullptr;
+    ProcessLauncher* launcher = nullptr;
+    WindowDirectory* windows = nullptr;
 };
 
 // Runs a factory. Throws RuntimeError 429 naming the component when it yields nothing.

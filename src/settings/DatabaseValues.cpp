@@ -9,7 +9,12 @@
 namespace hvx {
 
 QString NullToEmpty(const QVariant& value) {
-    return value.isNull() ? QString() : value.toString();
+    if (value.isNull()) {
+        return {};
+    }
+    // An empty column value stays a non-null text, so a caller can still tell it from a null.
+    QString text = value.toString();
+    return text.isNull() ? QStringLiteral("") : text;
 }
 
 double NullToZero(const QVariant& value) {

@@ -9,7 +9,8 @@ namespace hvx {
 
 // Conversions of values read from the database. Failures are RuntimeErrors.
 
-// The value's text, or empty text for a null.
+// The value's text, or empty text for a null. The empty text of a null is a null QString and
+// that of an empty value is not, for the rare caller that must tell them apart.
 QString NullToEmpty(const QVariant& value);
 // The value as a number, or 0 for a null; a text that is no number is error 13.
 double NullToZero(const QVariant& value);

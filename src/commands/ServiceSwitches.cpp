@@ -1,0 +1,60 @@
+#include "ServiceSwitches.h"
+
+#include "channel/AppContext.h"
+#include "channel/ErrorReporting.h"
+#include "channel/ProcedureCodes.h"
+#include "channel/RegFunctions.h"
+#include "platform/Conversions.h"
+#include "platform/MessageBoxes.h"
+
+namespace hvx {
+
+void applyServiceSwitch(AppContext& ctx, bool& stopSwitch, QLatin1String valueName, bool ticked) {
+    try {
+        stopSwitch = !ticked;
+        SaveRegValue(ctx, ctx.optionsSection, valueName, booleanText(stopSwitch));
+    } catch (...) {
+        // A store that cannot be written leaves the switch in memory; nothing to tell.
+    }
+}
+
+void applyTraceSwitch(AppContext& ctx, bool ticked) {
+    try {
+        ctx.traceOn = ticked;
+        SaveRegValue(ctx, ctx.controlsSection, value::kTrace, booleanText(ticked));
+    } catch (...) {
+        // As for the service switches.
+    }
+}
+
+void RunNow(AppContext& ctx, DateValue& lastSettingsRefresh, const std::function<int()>& refresh) {
+    RunTrapped(ctx, code::kMnuRunNowClick, [&] {
+        if (isCode(GetRegValue(ctx, ctx.controlsSection, value::kProcessing, defaults::kProcessing),
+                   QLatin1String("1"))) {
+            required(ctx.env.messageBoxes)
+                .Show({QStringLiteral("The Monitor is already doing the processing as scheduled."),
+                       ctx.applicationTitle, MessageIcon::Information, MessageButtons::OkOnly, 1});
+            return;
+        }
+        lastSettingsRefresh = DateValue::zero();
+        if (refresh() == 1) {
+            SaveRegValue(ctx, ctx.controlsSection, value::kCommand, command::kRunNow);
+            return;
+        }
+        required(ctx.env.messageBoxes)
+            .Show({QStringLiteral("Failed to refresh the System Settings.  Please check the log "
+                                  "file for errors."),
+                   ctx.applicationTitle, MessageIcon::Critical, MessageButtons::OkOnly, 1});
+    });
+}
+
+void PreviewInBox(AppContext& ctx) {
+    try {
+        SaveRegValue(ctx, ctx.optionsSection, value::kManualMailIn, QStringLiteral("1"));
+        SaveRegValue(ctx, ctx.controlsSection, value::kCommand, command::kPreview);
+    } catch (...) {
+        // As for the service switches.
+    }
+}
+
+}  // namespace hvx

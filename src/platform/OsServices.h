@@ -1,0 +1,73 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+#include <optional>
+
+namespace hvx {
+
+// Services of the machine and the desktop that the procedures ask for instead of calling the
+// OS or the toolkit themselves.
+
+class ComputerInfo {
+public:
+    virtual ~ComputerInfo() = default;
+    // Nothing when the name cannot be had.
+    virtual std::optional<QString> computerName() const = 0;
+};
+
+// Whether another copy of this program runs for this user. The first copy to ask holds the
+// claim for the rest of its life.
+class InstanceGuard {
+public:
+    virtual ~InstanceGuard() = default;
+    virtual bool anotherCopyRunning() = 0;
+};
+
+class UserInterface {
+public:
+    virtual ~UserInterface() = default;
+    // Lets pending window events run once.
+    virtual void processEvents() = 0;
+    // Lets window events run for up to `milliseconds`, sleeping while there are none.
+    virtual void waitForEvents(int milliseconds) = 0;
+    virtual void setWaitCursor(bool waiting) = 0;
+};
+
+// How a started program is asked to show its window; handed to it in HVX_SHOW_WINDOW.
+enum class WindowStyle { Normal, MinimizedNoActivate };
+
+struct LaunchResult {
+    bool started = false;
+    // errno and its text when the start failed.
+    long errorNumber = 0;
+    QString errorDescription;
+};
+
+// Starts programs without a shell and without waiting for them.
+class ProcessLauncher {
+public:
+    virtual ~ProcessLauncher() = default;
+    virtual LaunchResult start(const QString& program, const QStringList& arguments,
+                               WindowStyle style) = 0;
+};
+
+// Held while a top-level window with that caption exists; released when the window goes.
+class CaptionAnnouncement {
+public:
+    virtual ~CaptionAnnouncement() = default;
+    virtual void setCaption(const QString& caption) = 0;
+};
+
+// Top-level windows by exact caption, across processes of this user (and HVX_SESSION),
+// hidden and minimized windows included.
+class WindowDirectory {
+public:
+    virtual ~WindowDirectory() = default;
+    virtual bool findWindow(const QString& caption) const = 0;
+    virtual std::unique_ptr<CaptionAnnouncement> announce(const QString& caption) = 0;
+};
+
+}  // namespace hvx

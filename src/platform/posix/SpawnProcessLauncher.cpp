@@ -1,0 +1,151 @@
+#include "SpawnProcessLauncher.h"
+
+#include <QFile>
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+extern char** environ;
+
+namespace hvx {
+
+namespace {
+
+constexpr char kShowWindowVariable[] = "HVX_SHOW_WINDOW";
+constexpr int kReapIntervalMs = 1000;
+
+QString errnoText(int number) {
+    char buffer[256] = {};
+    // The GNU strerror_r: the text may or may not be written into the buffer.
+    return QString::fromLocal8Bit(::strerror_r(number, buffer, sizeof buffer));
+}
+
+// Owns the C strings of a NULL-terminated vector handed to posix_spawn.
+class CStringList {
+  public:
+    void append(QByteArray text) { storage_.push_back(std::move(text)); }
+    char* const* data() {
+        pointers_.clear();
+        for (QByteArray& text : storage_) {
+            pointers_.push_back(text.data());
+        }
+        pointers_.push_back(nullptr);
+        return pointers_.data();
+    }
+
+  private:
+    std::vector<QByteArray> storage_;
+    std::vector<char*> pointers_;
+};
+
+CStringList childEnvironment(WindowStyle style) {
+    const QByteArray prefix = QByteArray(kShowWindowVariable) + '=';
+    CStringList result;
+    for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+        if (std::strncmp(*entry, prefix.constData(), static_cast<size_t>(prefix.size())) != 0) {
+            result.append(QByteArray(*entry));
+        }
+    }
+    result.append(prefix + SpawnProcessLauncher::showWindowValue(style));
+    return result;
+}
+
+// RAII for the two spawn objects, so every early return destroys them.
+struct SpawnSetup {
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attributes;
+    SpawnSetup() {
+        posix_spawn_file_actions_init(&actions);
+        posix_spawnattr_init(&attributes);
+    }
+    ~SpawnSetup() {
+        posix_spawnattr_destroy(&attributes);
+        posix_spawn_file_actions_destroy(&actions);
+    }
+    SpawnSetup(const SpawnSetup&) = delete;
+    SpawnSetup& operator=(const SpawnSetup&) = delete;
+};
+
+}  // namespace
+
+SpawnProcessLauncher::SpawnProcessLauncher() {
+    reaper_.setInterval(kReapIntervalMs);
+    QObject::connect(&reaper_, &QTimer::timeout, [this] { reapEnded(); });
+}
+
+SpawnProcessLauncher::~SpawnProcessLauncher() {
+    reapEnded();
+}
+
+QByteArray SpawnProcessLauncher::showWindowValue(WindowStyle style) {
+    return style == WindowStyle::MinimizedNoActivate ? QByteArrayLiteral("minimized-noactivate")
+                                                     : QByteArrayLiteral("normal");
+}
+
+LaunchResult SpawnProcessLauncher::start(const QString& program, const QStringList& arguments,
+                                         WindowStyle style) {
+    reapEnded();
+
+    const QByteArray path = QFile::encodeName(program);
+    CStringList argv;
+    argv.append(path);
+    for (const QString& argument : arguments) {
+        argv.append(QFile::encodeName(argument));
+    }
+    CStringList envp = childEnvironment(style);
+
+    SpawnSetup setup;
+    // Handlers and blocked signals of this process (a quit handler, an ignored SIGPIPE) are
+    // no business of the child.
+    sigset_t none;
+    sigemptyset(&none);
+    sigset_t defaults;
+    sigemptyset(&defaults);
+    for (const int signal :
+         {SIGPIPE, SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGCHLD, SIGUSR1, SIGUSR2}) {
+        sigaddset(&defaults, signal);
+    }
+    posix_spawnattr_setsigmask(&setup.attributes, &none);
+    posix_spawnattr_setsigdefault(&setup.attributes, &defaults);
+    posix_spawnattr_setflags(&setup.attributes,
+                             static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
+    // A descriptor opened without close-on-exec by any library must not keep, for example, a
+    // database file or a held socket name alive in the child.
+    posix_spawn_file_actions_addclosefrom_np(&setup.actions, 3);
+
+    pid_t pid = -1;
+    const bool searchPath = !path.contains('/');
+    const int error = searchPath ? ::posix_spawnp(&pid, path.constData(), &setup.actions,
+                                                  &setup.attributes, argv.data(), envp.data())
+                                 : ::posix_spawn(&pid, path.constData(), &setup.actions,
+                                                 &setup.attributes, argv.data(), envp.data());
+    if (error != 0) {
+        return {false, error, errnoText(error)};
+    }
+    children_.push_back(pid);
+    if (!reaper_.isActive()) {
+        reaper_.start();
+    }
+    return {true, 0, QString()};
+}
+
+void SpawnProcessLauncher::reapEnded() {
+    const auto ended = [](pid_t pid) {
+        int status = 0;
+        const pid_t result = ::waitpid(pid, &status, WNOHANG);
+        // ECHILD: someone else reaped it (a SIGCHLD handler set to ignore); it is gone all the
+        // same.
+        return result == pid || (result < 0 && errno == ECHILD);
+    };
+    children_.erase(std::remove_if(children_.begin(), children_.end(), ended), children_.end());
+    if (children_.empty()) {
+        reaper_.stop();
+    }
+}
+
+}  // namespace hvx

@@ -1,0 +1,37 @@
+// Every way of closing the window (close box, Exit button and menu item, a signal from the
+// session) arrives here as a close request.
+#include "frmMonitor.h"
+
+#include "startup/Shutdown.h"
+
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QTimer>
+
+namespace hvx {
+
+bool frmMonitor::Form_QueryUnload() {
+    return ConfirmExit(ctx_);
+}
+
+void frmMonitor::Form_Unload() {
+    Timer1->stop();
+    Closing = true;
+    ShutDown(ctx_, settings_, chkTrace->isChecked());
+}
+
+void frmMonitor::closeEvent(QCloseEvent* event) {
+    if (unloaded_) {
+        event->accept();
+        return;
+    }
+    if (!Form_QueryUnload()) {
+        event->ignore();
+        return;
+    }
+    unloaded_ = true;
+    Form_Unload();
+    event->accept();
+}
+
+}  // namespace hvx

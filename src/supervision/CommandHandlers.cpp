@@ -1,0 +1,58 @@
+// The service check boxes, the trace box and the processing commands of the window.
+#include "frmMonitor.h"
+
+#include "channel/AppContext.h"
+#include "channel/ErrorReporting.h"
+#include "channel/ProcedureCodes.h"
+#include "commands/ServiceSwitches.h"
+#include "settings/OldUnsentMessages.h"
+
+#include <QCheckBox>
+
+namespace hvx {
+
+void frmMonitor::chkReadEmail_Click() {
+    applyServiceSwitch(ctx_, ctx_.stop.readingEmail, value::kStopReadingEmail,
+                       chkReadEmail->isChecked());
+}
+
+void frmMonitor::chkCheckSLAs_Click() {
+    applyServiceSwitch(ctx_, ctx_.stop.processingSLAs, value::kStopProcessingSLAs,
+                       chkCheckSLAs->isChecked());
+}
+
+void frmMonitor::chkProcessOnHoldRequests_Click() {
+    applyServiceSwitch(ctx_, ctx_.stop.onHold, value::kStopOnHold,
+                       chkProcessOnHoldRequests->isChecked());
+}
+
+void frmMonitor::chkSendEmail_Click() {
+    RunTrapped(ctx_, code::kChkSendEmailClick, [&] {
+        if (IgnoreSendEmailClick) {
+            IgnoreSendEmailClick = false;
+            return;
+        }
+        if (ctx_.stop.sendingEmail && CheckOldUnsentMessages() == oldMessages::kCancelled) {
+            // The untick below raises this handler once more; that click is swallowed.
+            IgnoreSendEmailClick = true;
+            chkSendEmail->setChecked(false);
+            return;
+        }
+        applyServiceSwitch(ctx_, ctx_.stop.sendingEmail, value::kStopSendingEmail,
+                           chkSendEmail->isChecked());
+    });
+}
+
+void frmMonitor::chkTrace_Click() {
+    applyTraceSwitch(ctx_, chkTrace->isChecked());
+}
+
+void frmMonitor::mnuRunNow_Click() {
+    RunNow(ctx_, LastSettingsRefresh, [this] { return RefreshSystemSettings(); });
+}
+
+void frmMonitor::mnuManualMailIn_Click() {
+    PreviewInBox(ctx_);
+}
+
+}  // namespace hvx

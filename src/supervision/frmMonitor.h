@@ -1,0 +1,161 @@
+#pragma once
+
+#include "platform/DateValue.h"
+#include "platform/OsServices.h"
+
+#include <QIcon>
+#include <QMainWindow>
+
+#include <memory>
+
+class QAction;
+class QCheckBox;
+class QFrame;
+class QGroupBox;
+class QLabel;
+class QMenu;
+class QPushButton;
+class QTimer;
+
+namespace hvx {
+
+struct AppContext;
+struct SystemSettings;
+
+// The Monitor's main window. Its one-second timer is the heart of the program: each tick reads
+// the core application's state from the control channel, refreshes the status display, applies
+// the scheduled hours, handles aborts, and starts, renews or gives up on the core application.
+// The procedures are public so that tests can drive them one by one; they take their time from
+// the context's Clock and reach the OS only through the Environment.
+class frmMonitor final : public QMainWindow {
+    Q_OBJECT
+
+public:
+    // Designed outer size and layout, in twips.
+    static constexpr int kDesignWidth = 6030;
+    static constexpr int kDesignHeight = 3765;
+    static constexpr int kClientWidth = 5910;
+    static constexpr int kClientHeight = 2955;
+
+    frmMonitor(AppContext& ctx, SystemSettings& settings, QWidget* parent = nullptr);
+    ~frmMonitor() override;
+
+    // Loading and layout.
+    void Form_Load();
+    void Form_Resize();
+    void CentreForm();
+
+    // The timer loop and the core application.
+    void Timer1_Timer();
+    bool IsCoreRunning();
+    bool ShouldStartCore(DateValue& coreStartTime, DateValue& coreStopTime);
+
+    // Run control.
+    void cmdCommand_Click();
+    void mnuSuspend_Click();
+    void StartSuspendResume();
+    void ApplySchedule();
+    bool HandleCoreAbort(int abortCount);
+
+    // Status display.
+    void UpdateStatusBar(const QString& s, int Panel);
+    void ShowStatus();
+    void ShowRunState();
+
+    // Settings housekeeping, as the window runs it.
+    int RefreshSystemSettings();
+    int CheckOldUnsentMessages();
+
+    // Service switches and processing commands.
+    void chkReadEmail_Click();
+    void chkSendEmail_Click();
+    void chkCheckSLAs_Click();
+    void chkProcessOnHoldRequests_Click();
+    void chkTrace_Click();
+    void mnuRunNow_Click();
+    void mnuManualMailIn_Click();
+
+    // Closing: the question, then the shutdown. Every way of closing comes here.
+    bool Form_QueryUnload();
+    void Form_Unload();
+
+    // A control's position and size in twips, for layout checks.
+    QRect twipsGeometry(const QWidget* control) const;
+    int toPixels(int twips) const;
+    int toTwips(int pixels) const;
+    // The window's outer size in twips, as the layout arithmetic sees it.
+    QSize outerTwips() const;
+
+    QString tickTrace() const { return tickTrace_; }
+
+    // Window fields.
+    bool ScheduleSuspended = false;
+    bool Closing = false;
+    bool IgnoreSendEmailClick = false;
+    DateValue MonitorStartTime;
+    DateValue LastCommandTime;
+    DateValue LastSettingsRefresh;
+    // Timer-loop state.
+    DateValue CoreStartTime;
+    DateValue CoreStopTime;
+    // Rises by one each time a tick reads State "999", before HandleCoreAbort is asked, and is
+    // never reset while the window lives: a tolerance of N restarts the core application after
+    // each of the first N aborts and gives up at abort N + 1 (a tolerance of 0 at the first).
+    int AbortCount = 0;
+
+    QTimer* Timer1;
+
+Q_SIGNALS:
+    // The error indicator has just come up (once per appearance): the moment for alerts.
+    void errorIndicatorRaised();
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void buildControls();
+    void buildMenus();
+    void placeTwips(QWidget* control, int left, int top, int width, int height);
+    void append(const char* token) { tickTrace_ += QLatin1String(token); }
+    void writeTickTrace();
+    // Returns false when the tick must end without re-arming the timer.
+    bool launchCore();
+    bool coreStartTimedOut();
+    void critical(const QString& text);
+    void setStopSwitch(bool& stopSwitch, QLatin1String name, bool ticked);
+    QString readControl(QLatin1String name, QLatin1String fallback);
+    void writeControl(QLatin1String name, const QString& value);
+
+    AppContext& ctx_;
+    SystemSettings& settings_;
+    QString tickTrace_;
+    std::unique_ptr<CaptionAnnouncement> announcement_;
+    bool unloaded_ = false;
+
+    QGroupBox* Frame1;
+    QCheckBox* chkReadEmail;
+    QCheckBox* chkSendEmail;
+    QCheckBox* chkCheckSLAs;
+    QCheckBox* chkProcessOnHoldRequests;
+    QCheckBox* chkTrace;
+    QFrame* ErrorLogFrame;
+    QLabel* imgErrorLog;
+    QLabel* lblErrorLog;
+    QPushButton* cmdCommand;
+    QPushButton* cmdExit;
+    QIcon imgStd;
+    QIcon imgExclaim;
+    QLabel* panels_[3];
+    QAction* mnuExit;
+    QAction* mnuSuspend;
+    QAction* mnuRunNow;
+    QAction* mnuManualMailIn;
+    QAction* mnuClearErrorWarning;
+    QAction* mnuNetSendSetup;
+    QAction* mnuViewErrorLog;
+    QAction* mnuSendLogToHalvex;
+    QAction* mnuClearLogFile;
+};
+
+}  // namespace hvx
