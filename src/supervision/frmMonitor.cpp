@@ -6,6 +6,7 @@
 #include "channel/RegFunctions.h"
 #include "platform/Conversions.h"
 #include "platform/MessageBoxes.h"
+#include "platform/qt/Twips.h"
 #include "settings/SystemSettings.h"
 
 #include <QAction>
@@ -27,7 +28,6 @@ namespace hvx {
 
 namespace {
 
-constexpr int kTwipsPerInch = 1440;
 constexpr int kButtonWidth = 1215;
 constexpr int kButtonHeight = 375;
 constexpr int kButtonTop = 2040;
@@ -64,20 +64,19 @@ frmMonitor::frmMonitor(AppContext& ctx, SystemSettings& settings, QWidget* paren
 frmMonitor::~frmMonitor() = default;
 
 int frmMonitor::toPixels(int twips) const {
-    return (twips * logicalDpiX() + kTwipsPerInch / 2) / kTwipsPerInch;
+    return twipsToPixels(*this, twips);
 }
 
 int frmMonitor::toTwips(int pixels) const {
-    return (pixels * kTwipsPerInch + logicalDpiX() / 2) / logicalDpiX();
+    return pixelsToTwips(*this, pixels);
 }
 
 void frmMonitor::placeTwips(QWidget* control, int left, int top, int width, int height) {
-    control->setGeometry(toPixels(left), toPixels(top), toPixels(width), toPixels(height));
+    control->setGeometry(twipsToPixels(*this, QRect(left, top, width, height)));
 }
 
 QRect frmMonitor::twipsGeometry(const QWidget* control) const {
-    const QRect g = control->geometry();
-    return {toTwips(g.x()), toTwips(g.y()), toTwips(g.width()), toTwips(g.height())};
+    return pixelsToTwips(*this, control->geometry());
 }
 
 QSize frmMonitor::outerTwips() const {
