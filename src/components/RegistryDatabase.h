@@ -1,0 +1,91 @@
+#pragma once
+
+#include <QString>
+#include <QVariant>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace hvx {
+
+// One connection to the store's SQLite file, shared by every SqliteRegistryStore of a factory.
+// The file is opened on first use (and again on a later use when that failed), its folder and
+// the file itself created private to the user. Values are never cached: each statement reads
+// the last committed state of the file. Safe to use from several threads: statements are
+// serialised on one lock, so a thread must not hold two statements at once.
+class RegistryDatabase {
+  public:
+    // Parameters: ?1 key path, ?2 value name (or, for the key statements, the lower bound of
+    // the keys below ?1), ?3 the value (or the upper bound of the keys below ?1).
+    enum class Sql : std::size_t {
+        Query,
+        Upsert,
+        DropValue,
+        DropKey,
+        ListKey,
+        ListAll,
+    };
+    static constexpr std::size_t kSqlCount = 6;
+
+    enum class Step { Row, Done, Failed };
+
+    // A prepared statement held for one use: it keeps the connection locked, and is reset and
+    // its bindings cleared when it goes out of scope. False when the file cannot be opened.
+    class Statement {
+      public:
+        Statement(const Statement&) = delete;
+        Statement& operator=(const Statement&) = delete;
+        ~Statement();
+
+        explicit operator bool() const { return stmt_ != nullptr; }
+
+        // False (and the reason recorded) when SQLite refuses the binding.
+        bool bind(int index, const QString& text);
+        bool bind(int index, std::int64_t number);
+        // A failure is recorded as the database's last error.
+        Step step();
+        QString text(int column) const;
+        // The column as SQLite holds it: a number (int when it fits) or text.
+        QVariant value(int column) const;
+        bool isNumber(int column) const;
+        // Rows changed by the last statement that stepped to its end.
+        int changes() const;
+
+      private:
+        friend class RegistryDatabase;
+        Statement(RegistryDatabase& owner, std::unique_lock<std::mutex> lock, sqlite3_stmt* stmt);
+
+        RegistryDatabase& owner_;
+        std::unique_lock<std::mutex> lock_;
+        sqlite3_stmt* stmt_;
+    };
+
+    explicit RegistryDatabase(QString path);
+    ~RegistryDatabase();
+    RegistryDatabase(const RegistryDatabase&) = delete;
+    RegistryDatabase& operator=(const RegistryDatabase&) = delete;
+
+    const QString& path() const { return path_; }
+    // Why the last open or statement failed; empty when nothing has failed yet.
+    QString lastError() const;
+
+    Statement statement(Sql which);
+
+  private:
+    bool openLocked();
+    void closeLocked();
+    void recordSqliteErrorLocked();
+
+    const QString path_;
+    mutable std::mutex mutex_;
+    sqlite3* db_ = nullptr;
+    std::array<sqlite3_stmt*, kSqlCount> statements_{};
+    QString lastError_;
+};
+
+}  // namespace hvx

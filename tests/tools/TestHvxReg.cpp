@@ -1,0 +1,139 @@
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+struct Run {
+    int code = -1;
+    QString out;
+    QString err;
+};
+
+Run hvxReg(const QString& registry, const QStringList& arguments) {
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("HVX_REGISTRY"), registry);
+    process.setProcessEnvironment(environment);
+    process.start(qEnvironmentVariable("HVX_BIN_DIR") + QStringLiteral("/hvx-reg"), arguments);
+    if (!process.waitForFinished(30'000) || process.exitStatus() != QProcess::NormalExit) {
+        return {};
+    }
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
+
+}  // namespace
+
+class TestHvxReg : public QObject {
+    Q_OBJECT
+
+  private Q_SLOTS:
+    void setGetDeleteListRoundTrip() {
+        QTemporaryDir folder;
+        const QString registry = folder.filePath(QStringLiteral("registry.sqlite3"));
+        const QString localFolder = QStringLiteral("Software\\Halvex\\Help Desk\\Local Folder");
+        const QString north =
+            QStringLiteral("Software\\Halvex\\Help Desk\\Monitor\\Controls:North");
+        const QString greeting = QStringLiteral("Grüße 日本");
+        struct Step {
+            QStringList arguments;
+            int code;
+            QString out;
+            QString err;  // a part of stderr; stderr must be empty when this is
+        };
+        const Step steps[] = {
+            {{"get", "Options", "StopSendingEmail"}, 1, "", "no value StopSendingEmail in Options"},
+            {{"get", "Options", "StopSendingEmail", "0"}, 0, "0\n", ""},
+            {{"set", "Options", "StopSendingEmail", "1"}, 0, "", ""},
+            {{"get", "OPTIONS", "stopsendingemail", "0"}, 0, "1\n", ""},
+            {{"set", "Controls:North", "Status", greeting}, 0, "", ""},
+            {{"set", "--number", "Controls", "State", "999"}, 0, "", ""},
+            {{"set", "Controls", "Empty", ""}, 0, "", ""},
+            {{"get", "Controls", "Empty", "default"}, 0, "\n", ""},
+            {{"list"},
+             0,
+             "Controls\tEmpty\t\nControls\tState\t999\nControls:North\tStatus\t" + greeting +
+                 "\nOptions\tStopSendingEmail\t1\n",
+             ""},
+            {{"delete", "Controls"}, 0, "", ""},
+            {{"delete", "Controls"}, 0, "", ""},
+            {{"list", "Controls:North"}, 0, "Controls:North\tStatus\t" + greeting + "\n", ""},
+            {{"delete", "Options", "StopSendingEmail"}, 0, "", ""},
+            {{"delete", "Options", "StopSendingEmail"}, 0, "", ""},
+            {{"get", "Options", "StopSendingEmail", "gone"}, 0, "gone\n", ""},
+            {{"--key", localFolder, "set", "Folder", "/srv/help desk"}, 0, "", ""},
+            {{"--key", localFolder.toLower(), "get", "Folder"}, 0, "/srv/help desk\n", ""},
+            {{"--key", localFolder, "list"}, 0, localFolder + "\tFolder\t/srv/help desk\n", ""},
+            {{"--key", north, "get", "Status"}, 0, greeting + "\n", ""},
+            {{"list"}, 0, "Controls:North\tStatus\t" + greeting + "\n", ""},
+        };
+        for (const Step& step : steps) {
+            const Run run = hvxReg(registry, step.arguments);
+            const QByteArray what = step.arguments.join(QLatin1Char(' ')).toUtf8();
+            QVERIFY2(run.code == step.code, what + " exited with " + run.err.toUtf8());
+            QVERIFY2(run.out == step.out, what + " printed " + run.out.toUtf8());
+            QVERIFY2(step.err.isEmpty() ? run.err.isEmpty() : run.err.contains(step.err),
+                     what + " complained " + run.err.toUtf8());
+        }
+    }
+
+    void badUsageExitsWithTwo_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("nothing") << QStringList{} << "no command";
+        QTest::newRow("unknown command") << QStringList{"fetch", "A", "B"} << "unknown command";
+        QTest::newRow("get without name") << QStringList{"get", "Options"} << "wrong number";
+        QTest::newRow("set without value") << QStringList{"set", "Options", "A"} << "wrong number";
+        QTest::newRow("get with too much")
+            << QStringList{"get", "A", "B", "C", "D"} << "wrong number";
+        QTest::newRow("list with two sections") << QStringList{"list", "A", "B"} << "wrong number";
+        QTest::newRow("empty section")
+            << QStringList{"get", "", "A"} << "section must not be empty";
+        QTest::newRow("--key without path") << QStringList{"--key"} << "--key";
+        QTest::newRow("--key and a section")
+            << QStringList{"--key", "K", "set", "S", "A", "B"} << "wrong number";
+        QTest::newRow("unknown option") << QStringList{"--frobnicate", "list"} << "--frobnicate";
+        QTest::newRow("number that is not")
+            << QStringList{"set", "--number", "A", "B", "x"} << "not a 32-bit whole number";
+    }
+    void badUsageExitsWithTwo() {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, message);
+        QTemporaryDir folder;
+        const QString registry = folder.filePath(QStringLiteral("registry.sqlite3"));
+        const Run run = hvxReg(registry, arguments);
+        QCOMPARE(run.code, 2);
+        QVERIFY2(run.err.contains(message), qPrintable(run.err));
+        QVERIFY(run.out.isEmpty());
+        QVERIFY(!QFileInfo::exists(registry));
+    }
+
+    void anUnusableStoreIsNamed_data() {
+        QTest::addColumn<QString>("relativePath");
+        QTest::newRow("not a database") << "garbage";
+        QTest::newRow("below a regular file") << "garbage/registry.sqlite3";
+    }
+    void anUnusableStoreIsNamed() {
+        QFETCH(QString, relativePath);
+        QTemporaryDir folder;
+        QFile garbage(folder.filePath(QStringLiteral("garbage")));
+        QVERIFY(garbage.open(QIODevice::WriteOnly) && garbage.write(QByteArray(4096, 'g')) > 0);
+        garbage.close();
+        const QString registry = folder.filePath(relativePath);
+        for (const QStringList& arguments :
+             {QStringList{"get", "Options", "A", "default"},
+              QStringList{"set", "Options", "A", "1"}, QStringList{"delete", "Options"},
+              QStringList{"list"}}) {
+            const Run run = hvxReg(registry, arguments);
+            QCOMPARE(run.code, 1);
+            QVERIFY2(run.err.contains(QStringLiteral("cannot")) && run.err.contains(registry),
+                     qPrintable(run.err));
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(TestHvxReg)
+#include "TestHvxReg.moc"
