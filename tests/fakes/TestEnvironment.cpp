@@ -7,6 +7,12 @@ namespace hvx::test {
 TestEnvironment::TestEnvironment() : registryPath(folder.filePath(QStringLiteral("registry.sqlite3"))) {
     env.clock = &clock;
     env.messageBoxes = &boxes;
+    env.computer = &computer;
+    env.instanceGuard = &instanceGuard;
+    env.userInterface = &userInterface;
+    env.windows = &windows;
+    env.launcher = &launcher;
+    env.applicationFolder = folder.path();
     env.registryStore = SqliteRegistryStore::factory(registryPath);
     env.errorManager = [] { return std::make_unique<RecordingErrorManager>(); };
     ctx = std::make_unique<AppContext>(env);

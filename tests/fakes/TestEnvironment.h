@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FakeOsServices.h"
 #include "RecordingErrorManager.h"
 #include "ScriptedMessageBoxes.h"
 #include "SettableClock.h"
@@ -22,6 +23,11 @@ public:
     Environment env;
     SettableClock clock;
     ScriptedMessageBoxes boxes;
+    FakeComputer computer;
+    FakeInstanceGuard instanceGuard;
+    FakeUserInterface userInterface{clock};
+    FakeWindows windows;
+    FakeLauncher launcher;
     QTemporaryDir folder;
     QString registryPath;
     std::unique_ptr<AppContext> ctx;

@@ -9,18 +9,22 @@ namespace hvx::test {
 
 HelpDeskFixture::HelpDeskFixture(TestEnvironment& t) : scratch(testEngineFromEnvironment()), t_(t) {
     scratch.ini().save(DbIni::pathIn(scratch.folder()));
+    reconnect();
+    HelpDeskSchema(static_cast<QtSqlDatabaseManager&>(*t.ctx->databaseManager), t.clock.now()).Create();
+    t.ctx->sqlStringFormatter = std::make_unique<SqlLiteralStringFormatter>();
+    t.ctx->sqlValueFormatter = std::make_unique<SqlLiteralValueFormatter>();
+    t.ctx->sqlStringFormatter->SetDatabaseType(t.ctx->databaseManager->DatabaseType());
+    t.ctx->sqlValueFormatter->SetDatabaseType(t.ctx->databaseManager->DatabaseType());
+}
+
+void HelpDeskFixture::reconnect() {
     auto database = std::make_unique<QtSqlDatabaseManager>();
     database->SetDbIniFolder(scratch.folder());
-    database->SetErrorManager(t.ctx->errorManager.get());
+    database->SetErrorManager(t_.ctx->errorManager.get());
     if (database->ConnectWith(scratch.ini(), scratch.folder()) == 0) {
         throw RuntimeError(0, QStringLiteral("The scratch database cannot be reached"));
     }
-    HelpDeskSchema(*database, t.clock.now()).Create();
-    t.ctx->sqlStringFormatter = std::make_unique<SqlLiteralStringFormatter>();
-    t.ctx->sqlValueFormatter = std::make_unique<SqlLiteralValueFormatter>();
-    t.ctx->sqlStringFormatter->SetDatabaseType(database->DatabaseType());
-    t.ctx->sqlValueFormatter->SetDatabaseType(database->DatabaseType());
-    t.ctx->databaseManager = std::move(database);
+    t_.ctx->databaseManager = std::move(database);
 }
 
 void HelpDeskFixture::execute(const QString& sql) {

@@ -17,6 +17,8 @@ public:
 
     ScratchDatabase scratch;
 
+    // A new database manager on the same database, for a test whose procedure released it.
+    void reconnect();
     // Runs a statement of the test's own; fails the test's expectations loudly when it fails.
     void execute(const QString& sql);
     QVariant scalar(const QString& sql);

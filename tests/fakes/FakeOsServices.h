@@ -1,0 +1,72 @@
+#pragma once
+
+#include "SettableClock.h"
+#include "platform/OsServices.h"
+
+#include <QSet>
+#include <QStringList>
+
+#include <vector>
+
+namespace hvx::test {
+
+class FakeComputer final : public ComputerInfo {
+public:
+    std::optional<QString> computerName() const override { return name; }
+    std::optional<QString> name = QStringLiteral("DESK-01");
+};
+
+class FakeInstanceGuard final : public InstanceGuard {
+public:
+    bool anotherCopyRunning() override { return running; }
+    bool running = false;
+};
+
+// Waiting for events moves the settable clock on, so time-bound loops end without real waits.
+class FakeUserInterface final : public UserInterface {
+public:
+    explicit FakeUserInterface(SettableClock& clock) : clock_(clock) {}
+    void processEvents() override { ++eventTurns; }
+    void waitForEvents(int milliseconds) override {
+        ++eventTurns;
+        waitedMilliseconds += milliseconds;
+        if (waitedMilliseconds >= 1000) {
+            clock_.advanceSeconds(waitedMilliseconds / 1000);
+            waitedMilliseconds %= 1000;
+        }
+    }
+    void setWaitCursor(bool waiting) override { cursorWaiting = waiting; }
+
+    int eventTurns = 0;
+    int waitedMilliseconds = 0;
+    bool cursorWaiting = false;
+
+private:
+    SettableClock& clock_;
+};
+
+// Windows that tests open and close by caption.
+class FakeWindows final : public WindowDirectory {
+public:
+    bool findWindow(const QString& caption) const override { return open.contains(caption); }
+    std::unique_ptr<CaptionAnnouncement> announce(const QString& caption) override;
+
+    QSet<QString> open;
+};
+
+// Records every start; fails with `failWith` when it is set.
+class FakeLauncher final : public ProcessLauncher {
+public:
+    struct Start {
+        QString program;
+        QStringList arguments;
+        WindowStyle style;
+    };
+    LaunchResult start(const QString& program, const QStringList& arguments,
+                       WindowStyle style) override;
+
+    std::vector<Start> starts;
+    std::optional<LaunchResult> failWith;
+};
+
+}  // namespace hvx::test

@@ -1,0 +1,191 @@
+#include "fakes/TestEnvironment.h"
+#include "platform/ProductComponents.h"
+#include "settings/SystemSettings.h"
+#include "startup/DatabaseConnection.h"
+#include "startup/MonitorLogin.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTest>
+
+#include <deque>
+
+using namespace hvx;
+using namespace hvx::test;
+
+namespace {
+
+// A database manager that answers Connect from a script and stops there: the tests here are
+// about the connection loop, not what follows it.
+class ScriptedDatabase final : public DatabaseManager {
+public:
+    explicit ScriptedDatabase(std::deque<long>& answers) : answers_(answers) {}
+    bool NeedsReset() const override { return false; }
+    QString DatabaseType() const override { return QStringLiteral("JET"); }
+    QString DatabaseLocation() const override { return {}; }
+    QString DatabasePassword() const override { return {}; }
+    QString DatabaseUserId() const override { return {}; }
+    void SetStartupComplete(bool) override {}
+    void SetDbIniFolder(const QString& folder) override { folder_ = folder; }
+    QString DbIniFolder() const override { return folder_; }
+    bool UpdatesBlocked() const override { return false; }
+    void CloseConnection(bool) override {}
+    // The version check fails here, ending the connection step after a successful Connect.
+    std::unique_ptr<Recordset> OpenRecordset(const QString&) override { return nullptr; }
+    bool ExecuteCommand(const QString&, long) override { return false; }
+    bool ExecuteStatement(const QString&, long&) override { return false; }
+    void Reset(bool) override {}
+    void SetErrorManager(ErrorManager*) override {}
+    long CheckJetDatabase(const QString&, const QString&, const QVariant&, const QVariant&, long) override {
+        return 1;
+    }
+    bool OpenConnection(bool) override { return true; }
+    long Connect(const QString&, bool, const QVariant&) override {
+        const long answer = answers_.empty() ? 0 : answers_.front();
+        if (!answers_.empty()) {
+            answers_.pop_front();
+        }
+        return answer;
+    }
+
+private:
+    std::deque<long>& answers_;
+    QString folder_;
+};
+
+// Writes db.ini into the application folder, like the real wizard, unless told to cancel.
+class ScriptedWizard final : public ConnectionWizard {
+public:
+    ScriptedWizard(QString folder, bool cancel, int& runs) : folder_(std::move(folder)), cancel_(cancel), runs_(runs) {}
+    void SetErrorManager(ErrorManager*) override {}
+    void ShowDialog() override {
+        ++runs_;
+        if (!cancel_) {
+            QFile ini(folder_ + QStringLiteral("/db.ini"));
+            QVERIFY(ini.open(QIODevice::WriteOnly));
+            ini.write("[Database]\nType = JET\nLocation = wizard.sqlite3\n");
+        }
+    }
+    bool Cancelled() const override { return cancel_; }
+
+private:
+    QString folder_;
+    bool cancel_;
+    int& runs_;
+};
+
+}  // namespace
+
+class TestConnectDatabase : public QObject {
+    Q_OBJECT
+
+    std::deque<long> answers_;
+    int wizardRuns_ = 0;
+
+    void wire(TestEnvironment& t, bool wizardCancels = false) {
+        answers_.clear();
+        wizardRuns_ = 0;
+        t.env.databaseManager = [this] { return std::make_unique<ScriptedDatabase>(answers_); };
+        t.env.connectionWizard = [this, &t, wizardCancels] {
+            return std::make_unique<ScriptedWizard>(t.env.applicationFolder, wizardCancels, wizardRuns_);
+        };
+        t.ctx->sqlStringFormatter = nullptr;
+    }
+
+    static void writeDbIni(const QString& folder) {
+        QFile ini(folder + QStringLiteral("/db.ini"));
+        QVERIFY(ini.open(QIODevice::WriteOnly));
+        ini.write("[Database]\nType = JET\nLocation = help.sqlite3\n");
+    }
+
+    static bool connect(TestEnvironment& t) {
+        SystemSettings settings;
+        LoginStatus status = LoginStatus::Refused;
+        return ConnectDatabase(*t.ctx, settings, status);
+    }
+
+private Q_SLOTS:
+    void notConfiguredNeverOffersTheWizard() {
+        TestEnvironment t;
+        wire(t);
+        writeDbIni(t.env.applicationFolder);
+        answers_ = {1};
+        QVERIFY(!connect(t));
+        QCOMPARE(t.boxes.texts(),
+                 QStringList{QStringLiteral("The database has not been configured.  Run the main Help Desk application first.")});
+        QCOMPARE(t.boxes.shown().front().title, std::optional<QString>(t.ctx->applicationTitle));
+        QCOMPARE(wizardRuns_, 0);
+    }
+
+    void aFailedConnectionOffersTheWizard() {
+        TestEnvironment t;
+        wire(t);
+        writeDbIni(t.env.applicationFolder);
+        answers_ = {0};
+        t.boxes.queue(MessageAnswer::No);
+        QVERIFY(!connect(t));
+        const auto& question = t.boxes.shown().front();
+        QCOMPARE(question.text, QStringLiteral("Do you want to run the Database Connection Wizard to change the database connection information?"));
+        QVERIFY(!question.title.has_value());
+        QCOMPARE(question.buttons, MessageButtons::YesNo);
+        QCOMPARE(question.defaultButton, 2);
+        QVERIFY(QFile::exists(t.env.applicationFolder + QStringLiteral("/db.ini")));
+        QCOMPARE(wizardRuns_, 0);
+    }
+
+    void yesRunsTheWizardAgainAndConnects() {
+        TestEnvironment t;
+        wire(t);
+        writeDbIni(t.env.applicationFolder);
+        answers_ = {0, 2};
+        t.boxes.queue(MessageAnswer::Yes);
+        connect(t);
+        QCOMPARE(wizardRuns_, 1);
+        QCOMPARE(answers_.size(), 0u);
+    }
+
+    void noDbIniRunsTheWizardFirst() {
+        TestEnvironment t;
+        wire(t, true);
+        QVERIFY(!connect(t));
+        QCOMPARE(wizardRuns_, 1);
+        QVERIFY(t.boxes.shown().empty());
+        QVERIFY(t.errors().reports.isEmpty());
+    }
+
+    void instanceFolderGetsTheWizardsDbIni() {
+        TestEnvironment t;
+        wire(t);
+        QTemporaryDir instance;
+        t.ctx->instanceDbIniFolder = instance.path();
+        answers_ = {2};
+        connect(t);
+        QCOMPARE(wizardRuns_, 1);
+        QVERIFY(QFile::exists(instance.filePath(QStringLiteral("db.ini"))));
+        QVERIFY(!QFile::exists(t.env.applicationFolder + QStringLiteral("/db.ini")));
+    }
+
+    void theSameFolderInAnotherCaseIsNotCopied() {
+        TestEnvironment t;
+        wire(t);
+        // A folder whose name differs only in case names the application folder itself.
+        t.ctx->instanceDbIniFolder = t.env.applicationFolder.toUpper();
+        answers_ = {2};
+        connect(t);
+        QCOMPARE(wizardRuns_, 1);
+        QVERIFY(QFile::exists(t.env.applicationFolder + QStringLiteral("/db.ini")));
+    }
+
+    void aMissingManagerIsToldToTheOperator() {
+        TestEnvironment t;
+        wire(t);
+        t.env.databaseManager = nullptr;
+        QVERIFY(!connect(t));
+        QCOMPARE(t.boxes.texts(),
+                 QStringList{QStringLiteral("Unable to create the Database Manager component.  Please use Control Panel to remove and reinstall ") +
+                             t.ctx->applicationTitle + QStringLiteral(".")});
+    }
+};
+
+QTEST_GUILESS_MAIN(TestConnectDatabase)
+#include "TestConnectDatabase.moc"
