@@ -1,0 +1,341 @@
+#include "channel/RegFunctions.h"
+#include "fakes/TestEnvironment.h"
+#include "settings/SystemSettings.h"
+#include "supervision/frmMonitor.h"
+
+#include <QAction>
+#include <QFile>
+#include <QLabel>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QTest>
+#include <QTimer>
+
+using namespace hvx;
+using namespace hvx::test;
+
+namespace {
+
+const QString kTitle = QStringLiteral("Help Desk Monitor");
+const QString kCoreCaption = QStringLiteral("Help Desk Monitor Timer");
+
+// A window on a test environment, with the settings already fresh so that a tick does not
+// need the database, and an executable where the core application is looked for.
+struct Rig {
+    Rig() {
+        t.ctx->applicationTitle = kTitle;
+        t.ctx->coreWindowCaption = kCoreCaption;
+        QFile core(t.env.applicationFolder + QStringLiteral("/HvxMonCore"));
+        if (core.open(QIODevice::WriteOnly)) {
+            core.write("#!/bin/sh\n");
+        }
+        window = std::make_unique<frmMonitor>(*t.ctx, settings);
+        window->LastSettingsRefresh = t.clock.now();
+    }
+    void set(const char* name, const char* value) {
+        SaveRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name), QString::fromLatin1(value));
+    }
+    QString get(const char* name) {
+        return GetRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name), QStringLiteral("<missing>"));
+    }
+    void tick(int seconds = 1) {
+        t.clock.advanceSeconds(seconds);
+        window->Timer1_Timer();
+    }
+    QStringList traces() const {
+        QStringList lines;
+        for (const QString& report : static_cast<RecordingErrorManager&>(*t.ctx->errorManager).reports) {
+            if (report.startsWith(QStringLiteral("TRACE: "))) {
+                lines.append(report.mid(7));
+            }
+        }
+        return lines;
+    }
+
+    TestEnvironment t;
+    SystemSettings settings;
+    std::unique_ptr<frmMonitor> window;
+};
+
+}  // namespace
+
+class TestTimerLoop : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void whileProcessingTheTickOnlyRearms() {
+        Rig r;
+        r.set("Processing", "1");
+        r.window->Timer1->start();
+        r.tick();
+        QCOMPARE(r.window->tickTrace(), QStringLiteral("P=1;"));
+        QVERIFY(r.t.launcher.starts.empty());
+        QVERIFY(r.window->Timer1->isActive());
+        QCOMPARE(r.window->windowTitle(), QStringLiteral("Monitor"));
+    }
+
+    void aRefusedRefreshStopsTheTick() {
+        Rig r;
+        r.window->LastSettingsRefresh = DateValue::zero();
+        r.set("CoreHasDBIssues", "1");
+        r.tick();
+        QCOMPARE(r.window->tickTrace(), QStringLiteral("P=0;MGS=0;"));
+        QVERIFY(r.t.launcher.starts.empty());
+    }
+
+    void anUnchangedTraceIsWrittenOnce() {
+        Rig r;
+        r.t.ctx->traceOn = true;
+        r.t.windows.open.insert(kCoreCaption);
+        r.tick();
+        r.tick();
+        QCOMPARE(r.traces(), QStringList{QStringLiteral("P=0;AR=1;")});
+        // A busy tick writes nothing, but counts as the previous trace.
+        r.set("Processing", "1");
+        r.tick();
+        r.set("Processing", "0");
+        r.tick();
+        QCOMPARE(r.traces(), QStringList({QStringLiteral("P=0;AR=1;"), QStringLiteral("P=0;AR=1;")}));
+    }
+
+    void commandLines_data() {
+        QTest::addColumn<QString>("instance");
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("single instance") << QString() << QStringList();
+        QTest::newRow("instance North") << QStringLiteral("North") << QStringList{QStringLiteral("North")};
+        QTest::newRow("instance with a blank") << QStringLiteral("North Wing") << QStringList{QStringLiteral("North Wing")};
+    }
+    void commandLines() {
+        QFETCH(QString, instance);
+        Rig r;
+        r.t.ctx->instanceName = instance;
+        r.t.ctx->databaseUserId = QStringLiteral("helpdesk");
+        r.t.ctx->databasePassword = QStringLiteral("pa ss");
+        r.tick();
+        QCOMPARE(r.window->tickTrace(), QStringLiteral("P=0;AR=0;MSCA_AS=0;MSCA_CACT=0;MSCA=1;CAST=0;"));
+        QCOMPARE(r.t.launcher.starts.size(), 1u);
+        QCOMPARE(r.t.launcher.starts[0].program, r.t.env.applicationFolder + QStringLiteral("/HvxMonCore"));
+        QTEST(r.t.launcher.starts[0].arguments, "arguments");
+        QCOMPARE(r.t.launcher.starts[0].style, WindowStyle::MinimizedNoActivate);
+        QCOMPARE(r.get("UserId"), QStringLiteral("helpdesk"));
+        QCOMPARE(r.get("Pwd"), QStringLiteral("pa ss"));
+        QCOMPARE(r.window->CoreStartTime, r.t.clock.now());
+    }
+
+    void aMissingCoreProgramStopsTheLoop() {
+        Rig r;
+        QFile::remove(r.t.env.applicationFolder + QStringLiteral("/HvxMonCore"));
+        r.window->Timer1->start();
+        r.tick();
+        QVERIFY(!r.window->Timer1->isActive());
+        QCOMPARE(r.t.boxes.texts(), QStringList{QStringLiteral("The Monitor timer program ") + r.t.env.applicationFolder +
+                                                QStringLiteral("/HvxMonCore is missing.  ")});
+    }
+
+    void aFailedStartStopsTheLoop() {
+        Rig r;
+        r.t.launcher.failWith = LaunchResult{false, 13, QStringLiteral("Permission denied")};
+        r.tick();
+        const auto& box = r.t.boxes.shown().front();
+        QVERIFY(!box.title.has_value());
+        QVERIFY(box.text.endsWith(QStringLiteral("\r\n\r\nPermission denied (13)")));
+        QVERIFY(!r.window->Timer1->isActive());
+    }
+
+    void aCoreThatNeverShowsItsWindowTimesOut() {
+        Rig r;
+        r.tick();
+        const DateValue launched = r.window->CoreStartTime;
+        r.tick(10);
+        QVERIFY(r.t.boxes.shown().empty());
+        QCOMPARE(r.window->tickTrace(), QStringLiteral("P=0;AR=0;MSCA_AS=0;MSCA_CACT=0;MSCA=1;CAST=1;"));
+        r.window->Timer1->start();
+        r.tick(1);
+        QVERIFY(!r.window->Timer1->isActive());
+        QCOMPARE(r.t.boxes.texts().size(), 1);
+        const QString text = r.t.boxes.texts().front();
+        QVERIFY(text.startsWith(QStringLiteral("The Monitor Timer program has not started successfully.\r\n\r\nIt was started at ") +
+                                formatGeneralDate(launched) + QStringLiteral(" and it is not running at ") +
+                                formatGeneralDate(r.t.clock.now()) + QStringLiteral(".")));
+        QCOMPARE(r.t.launcher.starts.size(), 1u);
+    }
+
+    void abortsRestartAfterAMinuteUntilTheToleranceIsSpent() {
+        Rig r;
+        r.settings.MonitorCnnTolerance = 1;
+        r.t.windows.open.insert(kCoreCaption);
+        r.tick();
+        r.set("State", "999");
+        r.set("Command", "3");
+        r.set("Processing", "1");
+        r.t.windows.open.clear();
+        r.tick();
+        QCOMPARE(r.window->AbortCount, 1);
+        QCOMPARE(r.get("State"), QStringLiteral("1"));
+        QCOMPARE(r.get("Command"), QStringLiteral("<missing>"));
+        QCOMPARE(r.get("Processing"), QStringLiteral("<missing>"));
+        QVERIFY(r.traces().contains(QStringLiteral("Requesting the core application to restart in one minute.")));
+        const DateValue stopped = r.window->CoreStopTime;
+        QCOMPARE(stopped, r.t.clock.now());
+        for (int second = 1; second < 60; second += 29) {
+            r.t.clock.set(stopped.addSeconds(second));
+            r.window->Timer1_Timer();
+            QVERIFY(r.t.launcher.starts.empty());
+            QVERIFY(r.window->tickTrace().endsWith(QStringLiteral("MSCA_GO=0;MSCA=0;")));
+        }
+        r.t.clock.set(stopped.addSeconds(59));
+        r.window->Timer1_Timer();
+        QVERIFY(r.t.launcher.starts.empty());
+        r.t.clock.set(stopped.addSeconds(60));
+        r.window->Timer1_Timer();
+        QCOMPARE(r.t.launcher.starts.size(), 1u);
+
+        // The second abort is one more than a tolerance of 1.
+        r.set("State", "999");
+        r.tick();
+        QCOMPARE(r.t.boxes.texts(), QStringList{QStringLiteral("Unable to continue: the monitor timer has aborted 1 times.")});
+        QVERIFY(r.window->Closing);
+        QVERIFY(!r.window->Timer1->isActive());
+    }
+
+    void renewalAsksTheCoreToCloseAndHoldsTheRelaunch() {
+        Rig r;
+        r.settings.AutoCloseMonitorMinutes = 5;
+        r.tick();
+        r.t.windows.open.insert(kCoreCaption);
+        r.tick(5 * 60);
+        QCOMPARE(r.get("Command"), QStringLiteral("<missing>"));
+        r.tick(60);
+        QCOMPARE(r.window->tickTrace(), QStringLiteral("P=0;AR=1;X=1;"));
+        QCOMPARE(r.get("Command"), QStringLiteral("6"));
+        QVERIFY(r.window->CoreStartTime.isZero());
+        r.t.windows.open.clear();
+        r.tick(59);
+        QCOMPARE(r.t.launcher.starts.size(), 1u);
+        r.tick(1);
+        QCOMPARE(r.t.launcher.starts.size(), 2u);
+    }
+
+    void aSuspendedCoreThatWentIsNotReplaced() {
+        Rig r;
+        r.tick();
+        r.window->CoreStopTime = r.t.clock.now();
+        r.set("State", "2");
+        r.tick(120);
+        QCOMPARE(r.window->tickTrace(), QStringLiteral("P=0;AR=0;MSCA_AS=2;MSCA_RP=0;MSCA=0;"));
+        QVERIFY(r.window->CoreStartTime.isZero());
+        QVERIFY(r.window->CoreStopTime.isZero());
+        QCOMPARE(r.t.launcher.starts.size(), 1u);
+        r.set("Command", "2");
+        r.tick();
+        QCOMPARE(r.t.launcher.starts.size(), 2u);
+    }
+
+    void captionsFollowTheState() {
+        Rig r;
+        r.settings.MonitorStartMinutes = 480;
+        r.t.windows.open.insert(kCoreCaption);
+        r.set("State", "1");
+        r.tick();
+        QCOMPARE(r.window->windowTitle(), kTitle + QStringLiteral(" (Running)"));
+        QCOMPARE(r.window->findChild<QPushButton*>(QStringLiteral("cmdCommand"))->text(), QStringLiteral("Suspend"));
+        QCOMPARE(r.window->findChild<QAction*>(QStringLiteral("mnuSuspend"))->text(), QStringLiteral("Suspend"));
+        r.set("State", "2");
+        r.window->ScheduleSuspended = true;
+        r.tick();
+        QCOMPARE(r.window->windowTitle(), kTitle + QStringLiteral(" (Suspended until 08:00)"));
+        QCOMPARE(r.window->findChild<QAction*>(QStringLiteral("mnuSuspend"))->text(), QStringLiteral("Resume"));
+        QVERIFY(!r.window->findChild<QAction*>(QStringLiteral("mnuRunNow"))->isEnabled());
+    }
+
+    void uptimeAndErrorIndicator() {
+        Rig r;
+        int raised = 0;
+        QObject::connect(r.window.get(), &frmMonitor::errorIndicatorRaised, [&] { ++raised; });
+        r.window->MonitorStartTime = r.t.clock.now();
+        r.t.clock.advanceSeconds(89 * 60);
+        r.set("State", "1");
+        r.set("ErrorInfo", "Mail server refused");
+        r.window->ShowStatus();
+        auto* panel = r.window->statusBar()->findChild<QLabel*>(QStringLiteral("StatusBar1Panel1"));
+        QCOMPARE(panel->text(), QStringLiteral("Monitor uptime: 1.5 hours."));
+        r.set("ErrorInfo", "Mail server still refused");
+        r.window->ShowStatus();
+        QCOMPARE(raised, 1);
+        QCOMPARE(r.window->findChild<QLabel*>(QStringLiteral("lblErrorLog"))->text(), QStringLiteral("Mail server still refused"));
+        r.set("ErrorInfo", "");
+        r.window->ShowStatus();
+        r.set("ErrorInfo", "again");
+        r.window->ShowStatus();
+        QCOMPARE(raised, 2);
+    }
+
+    void suspendPressedTwiceWritesOneCommand() {
+        Rig r;
+        auto* button = r.window->findChild<QPushButton*>(QStringLiteral("cmdCommand"));
+        button->setText(QStringLiteral("Suspend"));
+        r.set("State", "1");
+        r.set("Command", "0");
+        r.window->cmdCommand_Click();
+        QCOMPARE(r.get("Command"), QStringLiteral("3"));
+        QCOMPARE(r.get("Status"), QString());
+        r.set("Status", "busy");
+        r.window->mnuSuspend_Click();
+        QCOMPARE(r.get("Command"), QStringLiteral("3"));
+        QCOMPARE(r.get("Status"), QStringLiteral("busy"));
+        QVERIFY(!button->isEnabled());
+    }
+
+    void startWritesTheBannerWhateverTheTraceSwitch() {
+        Rig r;
+        r.window->cmdCommand_Click();
+        const QString rule(80, QLatin1Char('='));
+        QCOMPARE(r.traces(), QStringList({QString(), rule, QStringLiteral("Monitor Started"), QString(), rule}));
+        QCOMPARE(r.get("Command"), QStringLiteral("1"));
+        QVERIFY(r.window->Timer1->isActive());
+        QCOMPARE(r.window->MonitorStartTime, r.t.clock.now());
+    }
+
+    void schedulesSuspendAndResume() {
+        Rig r;
+        r.settings.ScheduledHoursOn = true;
+        r.settings.MonitorStopMinutes = 1320;
+        r.settings.MonitorStartMinutes = 360;
+        r.t.windows.open.insert(kCoreCaption);
+        r.t.clock.set(QTime(22, 0, 30));
+        r.window->Timer1_Timer();
+        QCOMPARE(r.get("Command"), QStringLiteral("<missing>"));
+        r.t.clock.set(QTime(22, 1, 0));
+        r.window->LastSettingsRefresh = r.t.clock.now();
+        r.window->Timer1_Timer();
+        QCOMPARE(r.get("Command"), QStringLiteral("3"));
+        QVERIFY(r.window->ScheduleSuspended);
+        r.t.clock.set(DateValue::fromParts(r.t.clock.now().date().addDays(1), QTime(6, 1, 0)));
+        r.window->LastSettingsRefresh = r.t.clock.now();
+        r.set("State", "2");
+        r.window->Timer1_Timer();
+        QCOMPARE(r.get("Command"), QStringLiteral("2"));
+        QVERIFY(!r.window->ScheduleSuspended);
+    }
+
+    void buttonsKeepTheirPlaceBelowTheDesignedSize() {
+        Rig r;
+        r.window->show();
+        r.window->resize(r.window->toPixels(4000), r.window->toPixels(2000));
+        QCoreApplication::processEvents();
+        auto* command = r.window->findChild<QPushButton*>(QStringLiteral("cmdCommand"));
+        auto* exit = r.window->findChild<QPushButton*>(QStringLiteral("cmdExit"));
+        QCOMPARE(r.window->twipsGeometry(command).topLeft(), QPoint(3345, 2040));
+        QCOMPARE(r.window->twipsGeometry(exit).topLeft(), QPoint(4620, 2040));
+        const int menu = r.window->height() - r.window->toPixels(2000);
+        r.window->resize(r.window->toPixels(5910 + 1500), menu + r.window->toPixels(2955 + 600));
+        QCoreApplication::processEvents();
+        const QSize larger = r.window->outerTwips();
+        QCOMPARE(r.window->twipsGeometry(exit).left(), larger.width() - 6030 + 4620);
+        QCOMPARE(r.window->twipsGeometry(exit).top(), larger.height() - 3765 + 2040);
+        QCOMPARE(r.window->twipsGeometry(command).left(), larger.width() - 6030 + 4620 - 1275);
+    }
+};
+
+QTEST_MAIN(TestTimerLoop)
+#include "TestTimerLoop.moc"
