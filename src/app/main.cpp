@@ -13,6 +13,7 @@
 #include "components/ui/QtConnectionWizard.h"
 #include "components/ui/QtSplash.h"
 #include "platform/posix/PosixOsServices.h"
+#include "platform/posix/SessionSignals.h"
 #include "platform/posix/SocketWindowDirectory.h"
 #include "platform/posix/SpawnProcessLauncher.h"
 #include "platform/posix/SystemClock.h"
@@ -28,6 +29,7 @@
 
 #include <QApplication>
 
+#include <csignal>
 #include <memory>
 #include <optional>
 
@@ -98,5 +100,14 @@ int main(int argc, char* argv[]) {
     if (!shown) {
         return 1;
     }
+    // The session's signals ask the window to close, the same path as the close box.
+    SessionSignals sessionEnd({SIGTERM, SIGINT, SIGHUP});
+    QObject::connect(&sessionEnd, &SessionSignals::received, window.get(), [&] {
+        if (!window->close()) {
+            // Declined by the operator while the session ends: the session wins.
+            window->Form_Unload();
+            QApplication::quit();
+        }
+    });
     return QApplication::exec();
 }

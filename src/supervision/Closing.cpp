@@ -15,6 +15,10 @@ bool frmMonitor::Form_QueryUnload() {
 }
 
 void frmMonitor::Form_Unload() {
+    if (unloaded_) {
+        return;
+    }
+    unloaded_ = true;
     Timer1->stop();
     Closing = true;
     ShutDown(ctx_, settings_, chkTrace->isChecked());
@@ -29,7 +33,6 @@ void frmMonitor::closeEvent(QCloseEvent* event) {
         event->ignore();
         return;
     }
-    unloaded_ = true;
     Form_Unload();
     event->accept();
 }

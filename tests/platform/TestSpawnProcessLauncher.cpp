@@ -1,0 +1,164 @@
+#include "platform/posix/SocketWindowDirectory.h"
+#include "platform/posix/SpawnProcessLauncher.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+#include <cstring>
+
+namespace {
+
+const QString kHelper = QStringLiteral(HVX_PLATFORM_HELPER);
+
+QJsonObject readRecord(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return {};
+    }
+    return QJsonDocument::fromJson(file.readAll()).object();
+}
+
+bool processExists(qint64 pid) {
+    // A zombie still has its /proc entry; a reaped child has none.
+    return QFile::exists(QStringLiteral("/proc/%1").arg(pid));
+}
+
+}  // namespace
+
+class TestSpawnProcessLauncher : public QObject {
+    Q_OBJECT
+
+  private Q_SLOTS:
+    void failureGivesErrnoAndItsText_data() {
+        QTest::addColumn<QString>("program");
+        QTest::addColumn<int>("errorNumber");
+        QTest::newRow("missing file") << QStringLiteral("/nonexistent/HvxMonCore") << ENOENT;
+        QTest::newRow("missing on PATH") << QStringLiteral("hvx-no-such-program") << ENOENT;
+        QTest::newRow("not executable") << QStringLiteral("not-executable") << EACCES;
+        QTest::newRow("a folder") << QStringLiteral("folder") << EACCES;
+    }
+    void failureGivesErrnoAndItsText() {
+        QFETCH(QString, program);
+        QFETCH(int, errorNumber);
+        QTemporaryDir work;
+        QFile plain(work.filePath(QStringLiteral("not-executable")));
+        QVERIFY(plain.open(QIODevice::WriteOnly));
+        plain.write("#!/bin/sh\n");
+        plain.close();
+        QVERIFY(QDir(work.path()).mkdir(QStringLiteral("folder")));
+        if (!program.startsWith(QLatin1Char('/')) && QFile::exists(work.filePath(program))) {
+            program = work.filePath(program);
+        }
+
+        hvx::SpawnProcessLauncher launcher;
+        const hvx::LaunchResult result =
+            launcher.start(program, {}, hvx::WindowStyle::MinimizedNoActivate);
+        QVERIFY(!result.started);
+        QCOMPARE(result.errorNumber, errorNumber);
+        QCOMPARE(result.errorDescription, QString::fromLocal8Bit(std::strerror(errorNumber)));
+    }
+
+    void argumentsArriveAsData_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("none") << QStringList();
+        QTest::newRow("blanks") << QStringList{QStringLiteral("North Monitor"),
+                                               QStringLiteral("  padded  "), QString()};
+        QTest::newRow("quotes") << QStringList{
+            QStringLiteral("it's"), QStringLiteral("\"quoted\" text"), QStringLiteral("'")};
+        QTest::newRow("shell syntax")
+            << QStringList{QStringLiteral("a; touch PWNED"), QStringLiteral("$(touch PWNED)"),
+                           QStringLiteral("`touch PWNED`"),  QStringLiteral("| touch PWNED &"),
+                           QStringLiteral("$HOME"),          QStringLiteral("*"),
+                           QStringLiteral("> PWNED")};
+        QTest::newRow("non-ASCII and controls")
+            << QStringList{QStringLiteral("Zürich 日本"), QStringLiteral("line\nbreak\ttab")};
+    }
+    void argumentsArriveAsData() {
+        QFETCH(QStringList, arguments);
+        QTemporaryDir work;
+        // A shell run anywhere near would create PWNED in its working folder: make that this
+        // empty folder.
+        const QString previous = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(work.path()));
+        const QString recordFile = work.filePath(QStringLiteral("record.json"));
+
+        hvx::SpawnProcessLauncher launcher;
+        const hvx::LaunchResult result =
+            launcher.start(kHelper, QStringList{QStringLiteral("record"), recordFile} + arguments,
+                           hvx::WindowStyle::Normal);
+        QVERIFY(QDir::setCurrent(previous));
+        QVERIFY2(result.started, qPrintable(result.errorDescription));
+        QTRY_VERIFY(QFile::exists(recordFile));
+        const QJsonObject record = readRecord(recordFile);
+        QCOMPARE(record.value(QStringLiteral("arguments")).toVariant().toStringList(), arguments);
+        QVERIFY(!QFile::exists(work.filePath(QStringLiteral("PWNED"))));
+    }
+
+    void showWindowReachesTheChild_data() {
+        QTest::addColumn<int>("style");
+        QTest::addColumn<QByteArray>("inherited");
+        QTest::addColumn<QString>("expected");
+        const int minimized = static_cast<int>(hvx::WindowStyle::MinimizedNoActivate);
+        const int normal = static_cast<int>(hvx::WindowStyle::Normal);
+        QTest::newRow("minimized") << minimized << QByteArray() << "minimized-noactivate";
+        QTest::newRow("normal") << normal << QByteArray() << "normal";
+        QTest::newRow("normal replaces the parent's")
+            << normal << QByteArray("minimized-noactivate") << "normal";
+        QTest::newRow("minimized replaces the parent's")
+            << minimized << QByteArray("normal") << "minimized-noactivate";
+    }
+    void showWindowReachesTheChild() {
+        QFETCH(int, style);
+        QFETCH(QByteArray, inherited);
+        QFETCH(QString, expected);
+        if (inherited.isEmpty()) {
+            qunsetenv("HVX_SHOW_WINDOW");
+        } else {
+            qputenv("HVX_SHOW_WINDOW", inherited);
+        }
+        QTemporaryDir work;
+        const QString recordFile = work.filePath(QStringLiteral("record.json"));
+        hvx::SpawnProcessLauncher launcher;
+        const hvx::LaunchResult result = launcher.start(
+            kHelper, {QStringLiteral("record"), recordFile}, static_cast<hvx::WindowStyle>(style));
+        qunsetenv("HVX_SHOW_WINDOW");
+        QVERIFY(result.started);
+        QTRY_VERIFY(QFile::exists(recordFile));
+        // Exactly once: a second entry would leave the choice to the child's getenv.
+        QCOMPARE(readRecord(recordFile).value(QStringLiteral("show")).toArray(),
+                 QJsonArray{expected});
+    }
+
+    void childRunsOnAndIsReapedWhenItEnds() {
+        QTemporaryDir work;
+        const QString pidFile = work.filePath(QStringLiteral("pid"));
+        const QString caption = QStringLiteral("Launched Monitor Timer");
+        hvx::SocketWindowDirectory windows;
+        hvx::SpawnProcessLauncher launcher;
+        const hvx::LaunchResult result =
+            launcher.start(kHelper, {QStringLiteral("hold"), caption, pidFile},
+                           hvx::WindowStyle::MinimizedNoActivate);
+        QVERIFY(result.started);
+        // start() came back while the child goes on: it shows its window afterwards.
+        QTRY_VERIFY(windows.findWindow(caption));
+        QFile file(pidFile);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const qint64 pid = file.readAll().toLongLong();
+        QVERIFY(pid > 0);
+        QVERIFY(processExists(pid));
+
+        QCOMPARE(::kill(static_cast<pid_t>(pid), SIGTERM), 0);
+        QTRY_VERIFY(!windows.findWindow(caption));
+        // Reaped by the launcher's own timer, with no further start().
+        QTRY_VERIFY(!processExists(pid));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSpawnProcessLauncher)
+#include "TestSpawnProcessLauncher.moc"
