@@ -25,6 +25,7 @@
 #include "settings/ui/UnattendedDeleteOldMessages.h"
 #include "settings/ui/dlgDeleteOldMessages.h"
 #include "startup/Driver.h"
+#include "startup/ui/dlgMonitorNames.h"
 #include "supervision/frmMonitor.h"
 
 #include <QApplication>
@@ -84,12 +85,14 @@ int main(int argc, char* argv[]) {
         env.messageWithTurnOffDialog = [&] {
             return std::make_unique<UnattendedMessageWithTurnOff>(ctx, *unattended);
         };
+        env.monitorNamesDialog = [&] { return std::make_unique<UnattendedMonitorNames>(ctx, *unattended); };
     } else {
         env.connectionWizard = [&] {
             return std::make_unique<QtConnectionWizard>(env.applicationFolder, clock);
         };
         env.deleteOldMessagesDialog = [&] { return std::make_unique<dlgDeleteOldMessages>(boxes); };
         env.messageWithTurnOffDialog = [&] { return std::make_unique<dlgMessageWithTurnOff>(ctx); };
+        env.monitorNamesDialog = [&] { return std::make_unique<dlgMonitorNames>(ctx); };
     }
 
     std::unique_ptr<frmMonitor> window;

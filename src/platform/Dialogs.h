@@ -49,4 +49,24 @@ public:
     virtual bool Cancelled() const = 0;
 };
 
+// Sets up the operator alerts: shows the stored message and three destinations, and saves
+// them when the operator confirms. It reads and writes the store itself, so the caller only
+// shows it.
+class OperatorNameDialog {
+public:
+    virtual ~OperatorNameDialog() = default;
+    virtual void Show() = 0;
+};
+
+// Lets the operator choose which Monitor instance to be, from monitornames.txt.
+class MonitorNamesDialog {
+public:
+    virtual ~MonitorNamesDialog() = default;
+    virtual void Show() = 0;
+    // True unless OK succeeded.
+    virtual bool Cancelled() const = 0;
+    virtual QString DBINIPath() const = 0;
+    virtual QString MonitorName() const = 0;
+};
+
 }  // namespace hvx

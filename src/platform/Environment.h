@@ -19,6 +19,8 @@ class InstanceGuard;
 class LocalFolder;
 class MessageBoxes;
 class MessageWithTurnOffDialog;
+class MonitorNamesDialog;
+class OperatorNameDialog;
 class ProcessLauncher;
 class RegistryStore;
 class Splash;
@@ -49,6 +51,8 @@ struct Environment {
     Factory<ConnectionWizard> connectionWizard;
     Factory<DeleteOldMessagesDialog> deleteOldMessagesDialog;
     Factory<MessageWithTurnOffDialog> messageWithTurnOffDialog;
+    Factory<MonitorNamesDialog> monitorNamesDialog;
+    Factory<OperatorNameDialog> operatorNameDialog;
 
     // The folder of the program (db.ini, monitornames.txt and the core application lie there).
     QString applicationFolder;

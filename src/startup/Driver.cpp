@@ -2,6 +2,7 @@
 
 #include "DatabaseConnection.h"
 #include "MonitorLogin.h"
+#include "MonitorNames.h"
 #include "ProductStrings.h"
 #include "channel/AppContext.h"
 #include "channel/ErrorReporting.h"
@@ -12,6 +13,8 @@
 #include "platform/MessageBoxes.h"
 #include "platform/OsServices.h"
 #include "settings/SystemSettings.h"
+
+#include <QFileInfo>
 
 namespace hvx {
 
@@ -72,17 +75,34 @@ struct MainRun {
         ctx.localFolderRegistryPath = GetStringResource(ctx, StringTable::kLocalFolderRegistryPath);
         ctx.registryBasePath = GetStringResource(ctx, StringTable::kRegistryBasePath);
 
-        ctx.controlsSection = QString(section::kControls);
-        ctx.optionsSection = QString(section::kOptions);
-        // A running copy owns the Controls section: ask before clearing it.
-        if (required(ctx.env.instanceGuard).anotherCopyRunning()) {
-            required(ctx.env.messageBoxes)
-                .Show({ctx.applicationTitle + QStringLiteral(" is already running on this computer"),
-                       ctx.applicationTitle, MessageIcon::Information, MessageButtons::OkOnly, 1});
-            return false;
+        if (QFileInfo(ctx.env.applicationFolder + QLatin1Char('/') + QLatin1String(kMonitorNamesFile)).exists()) {
+            if (!SelectMonitorInstance(ctx)) {
+                return false;
+            }
+            ctx.multiInstance = true;
         }
-        ownsControls = true;
-        DeleteRegSection(ctx, ctx.controlsSection);
+
+        if (ctx.multiInstance) {
+            // The instance dialog has refused an instance whose Monitor already runs.
+            ctx.controlsSection = instanceSection(section::kControls, ctx.instanceName);
+            ctx.optionsSection = instanceSection(section::kOptions, ctx.instanceName);
+            ownsControls = true;
+            DeleteRegSection(ctx, ctx.controlsSection);
+            SaveRegValue(ctx, ctx.controlsSection, value::kDBINIPath, ctx.instanceDbIniFolder);
+            ctx.applicationTitle = ctx.instanceName + QStringLiteral(" Monitor");
+        } else {
+            ctx.controlsSection = QString(section::kControls);
+            ctx.optionsSection = QString(section::kOptions);
+            // A running copy owns the Controls section: ask before clearing it.
+            if (required(ctx.env.instanceGuard).anotherCopyRunning()) {
+                required(ctx.env.messageBoxes)
+                    .Show({ctx.applicationTitle + QStringLiteral(" is already running on this computer"),
+                           ctx.applicationTitle, MessageIcon::Information, MessageButtons::OkOnly, 1});
+                return false;
+            }
+            ownsControls = true;
+            DeleteRegSection(ctx, ctx.controlsSection);
+        }
 
         ctx.procedureCode = code::kMainErrorManager;
         ctx.errorManager = create(ctx.env.errorManager, "ErrorManager");

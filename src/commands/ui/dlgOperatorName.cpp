@@ -1,0 +1,133 @@
+#include "dlgOperatorName.h"
+
+#include "commands/NetSendAlerts.h"
+#include "platform/qt/Twips.h"
+
+#include <QFontMetrics>
+#include <QGuiApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScreen>
+
+namespace hvx {
+
+namespace {
+
+constexpr qreal kSmallestPointSize = 6.0;
+
+void shrinkToFit(QLabel* label) {
+    QFont font = label->font();
+    while (QFontMetrics(font).horizontalAdvance(label->text()) > label->width() &&
+           font.pointSizeF() - 0.5 >= kSmallestPointSize) {
+        font.setPointSizeF(font.pointSizeF() - 0.5);
+    }
+    label->setFont(font);
+}
+
+}  // namespace
+
+dlgOperatorName::dlgOperatorName(AppContext& ctx, QWidget* parent) : QDialog(parent), ctx_(ctx) {
+    setObjectName(QStringLiteral("dlgOperatorName"));
+    setWindowTitle(QStringLiteral("Operator Alert"));
+    setModal(true);
+
+    Label1 = new QLabel(
+        QStringLiteral("The Monitor can use Windows 'Net Send' command to send alerts if the "
+                       "Monitor logs an error.  The alerts are sent when an error is first "
+                       "logged."),
+        this);
+    Label1->setObjectName(QStringLiteral("Label1"));
+    Label1->setWordWrap(true);
+    Label1->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    place(Label1, 120, 60, 5355, 615);
+
+    Label2[1] = new QLabel(QStringLiteral("Send this message:"), this);
+    place(Label2[1], 120, 900, 3315, 255);
+    txtMsg = new QLineEdit(this);
+    txtMsg->setObjectName(QStringLiteral("txtMsg"));
+    place(txtMsg, 120, 1200, 5295, 315);
+
+    Label2[0] = new QLabel(
+        QStringLiteral("Send to up to three users (or other valid Net Send destinations):"), this);
+    // Designed for a narrower font: the label may use the width up to the right margin, and
+    // a smaller font where even that is not enough, so that its text is never cut off.
+    place(Label2[0], 120, 1740, kClientWidth - 240, 195);
+    shrinkToFit(Label2[0]);
+    for (std::size_t i = 0; i < Label2.size(); ++i) {
+        Label2[i]->setObjectName(QStringLiteral("Label2_%1").arg(i));
+    }
+
+    for (std::size_t i = 0; i < Text1.size(); ++i) {
+        Text1[i] = new QLineEdit(this);
+        Text1[i]->setObjectName(QStringLiteral("Text1_%1").arg(i));
+        place(Text1[i], 120, 1980 + 420 * static_cast<int>(i), 3315, 315);
+    }
+
+    cmdOK = new QPushButton(QStringLiteral("OK"), this);
+    cmdOK->setObjectName(QStringLiteral("cmdOK"));
+    cmdOK->setDefault(true);
+    place(cmdOK, 4200, 2280, 1275, 375);
+    cmdCancel = new QPushButton(QStringLiteral("Cancel"), this);
+    cmdCancel->setObjectName(QStringLiteral("cmdCancel"));
+    cmdCancel->setAutoDefault(false);
+    place(cmdCancel, 4200, 2820, 1275, 375);
+
+    setFixedSize(twipsToPixels(*this, kClientWidth), twipsToPixels(*this, kClientHeight));
+
+    QWidget::setTabOrder(txtMsg, Text1[0]);
+    QWidget::setTabOrder(Text1[0], Text1[1]);
+    QWidget::setTabOrder(Text1[1], Text1[2]);
+    QWidget::setTabOrder(Text1[2], cmdCancel);
+    QWidget::setTabOrder(cmdCancel, cmdOK);
+    txtMsg->setFocus();
+
+    connect(cmdOK, &QPushButton::clicked, this, &dlgOperatorName::cmdOK_Click);
+    connect(cmdCancel, &QPushButton::clicked, this, &dlgOperatorName::cmdCancel_Click);
+}
+
+void dlgOperatorName::place(QWidget* control, int left, int top, int width, int height) {
+    control->setGeometry(twipsToPixels(*this, QRect(left, top, width, height)));
+}
+
+QRect dlgOperatorName::twipsGeometry(const QWidget* control) const {
+    return pixelsToTwips(*this, control == this ? QRect(QPoint(), size()) : control->geometry());
+}
+
+void dlgOperatorName::Show() {
+    Form_Load();
+    exec();
+}
+
+void dlgOperatorName::Form_Load() {
+    if (const QScreen* screen = QGuiApplication::primaryScreen()) {
+        const QRect area = screen->geometry();
+        move(area.x() + (area.width() - width()) / 2, area.y() + (area.height() - height()) / 2);
+    }
+    try {
+        const AlertSetup setup = ReadAlertSetup(ctx_);
+        txtMsg->setText(setup.message);
+        for (std::size_t i = 0; i < Text1.size(); ++i) {
+            Text1[i]->setText(setup.destinations[i]);
+        }
+    } catch (...) {
+        // The operator sees empty boxes and may still type a set-up.
+    }
+}
+
+void dlgOperatorName::cmdOK_Click() {
+    AlertSetup setup;
+    setup.message = txtMsg->text();
+    for (std::size_t i = 0; i < Text1.size(); ++i) {
+        setup.destinations[i] = Text1[i]->text();
+    }
+    if (SaveAlertSetup(ctx_, setup)) {
+        accept();
+    }
+}
+
+void dlgOperatorName::cmdCancel_Click() {
+    reject();
+}
+
+}  // namespace hvx

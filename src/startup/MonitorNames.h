@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/MessageBoxes.h"
+
+#include <QString>
+
+#include <vector>
+
+namespace hvx {
+
+struct AppContext;
+
+// monitornames.txt: one instance a line, its name, a comma, and the folder of its db.ini.
+inline constexpr const char* kMonitorNamesFile = "monitornames.txt";
+
+struct MonitorNameEntry {
+    QString name;
+    QString folder;
+};
+
+struct MonitorNamesList {
+    // In the order of the file; lines with an empty name or folder are left out.
+    std::vector<MonitorNameEntry> entries;
+    // The message of an error that stopped the reading (entries hold what came before it).
+    QString error;
+};
+
+// Reads the list as the instance dialog shows it.
+MonitorNamesList readMonitorNames(AppContext& ctx, const QString& path);
+
+// What OK makes of the entry at `selected` (-1 for none): the chosen name and db.ini folder,
+// or the message that keeps the dialog open.
+struct InstanceChoice {
+    bool accepted = false;
+    QString name;
+    QString folder;
+    MessageBoxRequest refusal;
+};
+InstanceChoice checkInstanceChoice(AppContext& ctx, const std::vector<MonitorNameEntry>& entries,
+                                   int selected);
+
+// Shows the instance dialog. True when an instance was chosen: its name and db.ini folder
+// are in the context.
+bool SelectMonitorInstance(AppContext& ctx);
+
+}  // namespace hvx

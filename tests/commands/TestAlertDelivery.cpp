@@ -1,0 +1,62 @@
+#include "channel/RegFunctions.h"
+#include "commands/NetSendAlerts.h"
+#include "fakes/TestEnvironment.h"
+#include "platform/posix/SpawnProcessLauncher.h"
+#include "support/WebhookServer.h"
+
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTest>
+
+using namespace hvx;
+using namespace hvx::test;
+
+// The real thing: the Monitor's alerts through the real launcher and the real hvx-net-send,
+// to a webhook on this machine.
+class TestAlertDelivery : public QObject {
+    Q_OBJECT
+
+  private Q_SLOTS:
+    void shellCharactersArriveAsData() {
+        TestEnvironment t;
+        SpawnProcessLauncher launcher;
+        t.env.launcher = &launcher;
+        t.env.applicationFolder = qEnvironmentVariable("HVX_BIN_DIR");
+        WebhookServer hook;
+        QVERIFY(hook.listening());
+        const QString trap = t.folder.filePath(QStringLiteral("pwned"));
+        const QString message =
+            QStringLiteral(" It's \"down\"; $(touch %1-a) `touch %1-b` | touch %1-c && echo $HOME ")
+                .arg(trap);
+        const QString target =
+            QStringLiteral("/three;touch${IFS}%1-d?x=$(touch${IFS}%1-e)").arg(trap);
+        const QString options = t.ctx->optionsSection;
+        SaveRegValue(*t.ctx, options, QStringLiteral("AlertMsg"), message);
+        SaveRegValue(*t.ctx, options, QStringLiteral("AlertOp1"),
+                     QStringLiteral("  ") + hook.url(QStringLiteral("/one")));
+        SaveRegValue(*t.ctx, options, QStringLiteral("AlertOp3"),
+                     QLatin1Char('"') + hook.url(target) + QStringLiteral("\" "));
+
+        SendOperatorAlerts(*t.ctx);
+
+        QTRY_COMPARE_WITH_TIMEOUT(hook.requests().size(), 2u, 15'000);
+        QStringList targets;
+        for (const WebhookServer::Request& request : hook.requests()) {
+            targets.append(QString::fromUtf8(request.target));
+            QCOMPARE(QJsonDocument::fromJson(request.body)
+                         .object()
+                         .value(QStringLiteral("text"))
+                         .toString(),
+                     message);
+        }
+        targets.sort();
+        QCOMPARE(targets, QStringList({QStringLiteral("/one"), target}));
+        QCOMPARE(QDir(t.folder.path())
+                     .entryList({QStringLiteral("pwned*")}, QDir::AllEntries | QDir::Hidden),
+                 QStringList());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestAlertDelivery)
+#include "TestAlertDelivery.moc"

@@ -1,0 +1,204 @@
+#include "channel/RegFunctions.h"
+#include "commands/NetSendAlerts.h"
+#include "commands/ui/UnattendedOperatorName.h"
+#include "commands/ui/dlgOperatorName.h"
+#include "fakes/TestEnvironment.h"
+#include "platform/qt/UnattendedMessageBoxes.h"
+#include "platform/qt/UnattendedSession.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLineEdit>
+#include <QTest>
+#include <QTimer>
+
+#include <algorithm>
+
+using namespace hvx;
+using namespace hvx::test;
+
+namespace {
+
+const QString kOptions = QStringLiteral("Options");
+const QStringList kBoxes{"txtMsg", "Text1_0", "Text1_1", "Text1_2"};
+const QStringList kValues{"AlertMsg", "AlertOp1", "AlertOp2", "AlertOp3"};
+
+QStringList stored(TestEnvironment& t) {
+    QStringList values;
+    for (const QString& name : kValues) {
+        values.append(GetRegValue(*t.ctx, kOptions, name, QStringLiteral("<missing>")));
+    }
+    return values;
+}
+
+void store(TestEnvironment& t, const QStringList& values) {
+    for (int i = 0; i < values.size(); ++i) {
+        SaveRegValue(*t.ctx, kOptions, kValues[i], values[i]);
+    }
+}
+
+QStringList shownIn(const QWidget& dialog) {
+    QStringList texts;
+    for (const QString& name : kBoxes) {
+        texts.append(dialog.findChild<QLineEdit*>(name)->text());
+    }
+    return texts;
+}
+
+void type(QWidget& dialog, const QStringList& texts) {
+    for (int i = 0; i < texts.size(); ++i) {
+        dialog.findChild<QLineEdit*>(kBoxes[i])->setText(texts[i]);
+    }
+}
+
+QList<QJsonObject> jsonLines(const QString& path) {
+    QList<QJsonObject> lines;
+    QFile file(path);
+    if (file.open(QIODevice::ReadOnly)) {
+        for (const QByteArray& line : file.readAll().split('\n')) {
+            if (!line.isEmpty()) {
+                lines.append(QJsonDocument::fromJson(line).object());
+            }
+        }
+    }
+    return lines;
+}
+
+}  // namespace
+
+class TestOperatorNameDialog : public QObject {
+    Q_OBJECT
+
+  private Q_SLOTS:
+    void loadShowsTheStoredTextsAsTheyAre_data() {
+        QTest::addColumn<QStringList>("values");
+        QTest::addColumn<QStringList>("shown");
+        QTest::newRow("nothing stored") << QStringList() << QStringList(4, QString());
+        const QStringList spaced{" Monitor error ", "  supervisor1", "", "\"help desk\" "};
+        QTest::newRow("stored with blanks") << spaced << spaced;
+    }
+    void loadShowsTheStoredTextsAsTheyAre() {
+        QFETCH(QStringList, values);
+        QFETCH(QStringList, shown);
+        TestEnvironment t;
+        store(t, values);
+        dlgOperatorName dialog(*t.ctx);
+        dialog.Form_Load();
+        QCOMPARE(shownIn(dialog), shown);
+    }
+
+    void okSavesWhatWasTypedCancelNothing_data() {
+        QTest::addColumn<QStringList>("typed");
+        QTest::addColumn<bool>("ok");
+        QTest::addColumn<bool>("saved");
+        const QStringList good{" Down ", " supervisor1 ", "", "\"help desk\""};
+        QTest::newRow("ok saves as typed") << good << true << true;
+        QTest::newRow("ok refused stays open")
+            << QStringList{"Down", "supervisor1", "help desk", ""} << true << false;
+        QTest::newRow("cancel") << good << false << false;
+    }
+    void okSavesWhatWasTypedCancelNothing() {
+        QFETCH(QStringList, typed);
+        QFETCH(bool, ok);
+        QFETCH(bool, saved);
+        TestEnvironment t;
+        store(t, {"old", "one", "", ""});
+        dlgOperatorName dialog(*t.ctx);
+        dialog.Form_Load();
+        dialog.show();
+        type(dialog, typed);
+
+        if (ok) {
+            dialog.cmdOK_Click();
+        } else {
+            dialog.cmdCancel_Click();
+        }
+
+        QCOMPARE(dialog.isVisible(), ok && !saved);
+        QCOMPARE(t.boxes.shown().size(), ok && !saved ? 1u : 0u);
+        QCOMPARE(stored(t), saved ? typed : QStringList({"old", "one", "", ""}));
+    }
+
+    // The menu command end to end: the modal dialog from the factory, typed into, Enter.
+    void enterInTheShownDialogSaves() {
+        TestEnvironment t;
+        t.env.operatorNameDialog = [&] { return std::make_unique<dlgOperatorName>(*t.ctx); };
+        bool answered = false;
+        QTimer driver;
+        driver.setInterval(0);
+        QObject::connect(&driver, &QTimer::timeout, [&] {
+            QWidget* modal = QApplication::activeModalWidget();
+            if (modal == nullptr || modal->objectName() != QLatin1String("dlgOperatorName")) {
+                return;
+            }
+            driver.stop();
+            QTest::keyClicks(modal->findChild<QLineEdit*>(QStringLiteral("txtMsg")),
+                             QStringLiteral("Core down"));
+            QTest::keyClicks(modal->findChild<QLineEdit*>(QStringLiteral("Text1_2")),
+                             QStringLiteral("ops"));
+            QTest::keyClick(modal->findChild<QLineEdit*>(QStringLiteral("Text1_2")),
+                            Qt::Key_Return);
+            answered = true;
+        });
+        driver.start();
+        QTimer::singleShot(10'000, &driver, [&] {
+            driver.stop();
+            if (QWidget* modal = QApplication::activeModalWidget()) {
+                modal->close();
+            }
+        });
+
+        NetSendSetup(*t.ctx);
+
+        QVERIFY(answered);
+        QCOMPARE(stored(t), QStringList({"Core down", "", "", "ops"}));
+    }
+
+    void unattendedAnswersFromTheQueue_data() {
+        QTest::addColumn<QString>("answers");
+        QTest::addColumn<QStringList>("expected");
+        QTest::addColumn<int>("boxes");
+        const QStringList before{"old", "one", "", ""};
+        QTest::newRow("cancel") << "cancel" << before << 0;
+        QTest::newRow("unknown token") << "maybe,ok" << before << 0;
+        QTest::newRow("typed") << "ok:Core down;ops;;\"help desk\""
+                               << QStringList{"Core down", "ops", "", "\"help desk\""} << 0;
+        QTest::newRow("refused then corrected")
+            << "ok:Down;help desk,ok,ok:Down;\"help desk\""
+            << QStringList{"Down", "\"help desk\"", "", ""} << 1;
+    }
+    void unattendedAnswersFromTheQueue() {
+        QFETCH(QString, answers);
+        QFETCH(QStringList, expected);
+        QFETCH(int, boxes);
+        TestEnvironment t;
+        store(t, {"old", "one", "", ""});
+        const QString log = t.folder.filePath(QStringLiteral("unattended.jsonl"));
+        // As in the real program, message boxes answer from the same queue.
+        UnattendedSession session(log, answers);
+        UnattendedMessageBoxes unattendedBoxes(session, QStringLiteral("HvxMonitor"));
+        t.env.messageBoxes = &unattendedBoxes;
+        UnattendedOperatorName dialog(*t.ctx, session);
+
+        dialog.Show();
+
+        QCOMPARE(stored(t), expected);
+        const QList<QJsonObject> lines = jsonLines(log);
+        const auto kindCount = [&](const char* kind) {
+            return static_cast<int>(
+                std::count_if(lines.begin(), lines.end(), [&](const QJsonObject& line) {
+                    return line.value(QStringLiteral("kind")).toString() == QLatin1String(kind);
+                }));
+        };
+        QCOMPARE(kindCount("messagebox"), boxes);
+        QCOMPARE(kindCount("dlgOperatorName"), 2 + boxes);
+        QCOMPARE(lines[0].value(QStringLiteral("message")).toString(), QStringLiteral("old"));
+        QCOMPARE(lines.last().value(QStringLiteral("saved")).toBool(),
+                 expected != QStringList({"old", "one", "", ""}));
+    }
+};
+
+QTEST_MAIN(TestOperatorNameDialog)
+#include "TestOperatorNameDialog.moc"

@@ -1,0 +1,101 @@
+// The literal forms themselves; that the engines read them back unchanged is checked by
+// TestDatabaseManager on SQLite and PostgreSQL.
+#include "components/SqlLiteralFormatters.h"
+#include "platform/RuntimeError.h"
+
+#include <QtTest>
+
+using namespace hvx;
+
+class TestSqlLiteralFormatters : public QObject {
+    Q_OBJECT
+
+  private Q_SLOTS:
+    void text_data();
+    void text();
+    void dates_data();
+    void dates();
+    void datesOutsideTheEnginesRange();
+};
+
+void TestSqlLiteralFormatters::text_data() {
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("literal");
+    const QString nul(QChar(u'\0'));
+    QTest::newRow("jet quotes doubled") << "JET"
+                                        << "it's"
+                                        << "'it''s'";
+    QTest::newRow("jet NUL joined in") << "JET"
+                                       << "a" + nul + "b"
+                                       << "('a' || (char(0) || 'b'))";
+    QTest::newRow("jet only NUL") << "JET" << nul << "(char(0))";
+    QTest::newRow("jet backslash stays") << "JET"
+                                         << "a\\\nb"
+                                         << "'a\\\nb'";
+    QTest::newRow("server national literal") << "SQLSERVER"
+                                             << "Grüße 'x'"
+                                             << "N'Grüße ''x'''";
+    QTest::newRow("server type in any case") << "SqlServer"
+                                             << "x"
+                                             << "N'x'";
+    QTest::newRow("server empty") << "SQLSERVER"
+                                  << ""
+                                  << "N''";
+    QTest::newRow("server NUL") << "SQLSERVER"
+                                << "a" + nul << "CONCAT(N'a', NCHAR(0))";
+    QTest::newRow("server only NUL") << "SQLSERVER" << nul << "NCHAR(0)";
+    QTest::newRow("server backslash before line break") << "SQLSERVER"
+                                                        << "a\\\r\nb\\"
+                                                        << "CONCAT(N'a\\', N'\r\nb\\')";
+    QTest::newRow("server trailing blank") << "SQLSERVER"
+                                           << "a "
+                                           << "CONCAT(N'a ', N'')";
+    QTest::newRow("unknown type as JET") << "ORACLE"
+                                         << "it's"
+                                         << "'it''s'";
+}
+
+void TestSqlLiteralFormatters::text() {
+    QFETCH(QString, type);
+    QFETCH(QString, text);
+    QFETCH(QString, literal);
+    SqlLiteralStringFormatter formatter;
+    formatter.SetDatabaseType(type);
+    QCOMPARE(formatter.FormatText(text), literal);
+}
+
+void TestSqlLiteralFormatters::dates_data() {
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QString>("date");
+    QTest::addColumn<QString>("boolean");
+    QTest::newRow("jet") << "jet"
+                         << "'0987-03-04 05:06:07'"
+                         << "1";
+    QTest::newRow("server") << "SQLSERVER"
+                            << "'0987-03-04T05:06:07'"
+                            << "1";
+}
+
+void TestSqlLiteralFormatters::dates() {
+    QFETCH(QString, type);
+    QFETCH(QString, date);
+    QFETCH(QString, boolean);
+    SqlLiteralValueFormatter formatter;
+    formatter.SetDatabaseType(type);
+    QCOMPARE(formatter.FormatDate(DateValue::fromParts(QDate(987, 3, 4), QTime(5, 6, 7))), date);
+    QCOMPARE(formatter.FormatBoolean(true), boolean);
+    QCOMPARE(formatter.FormatBoolean(false), QStringLiteral("0"));
+}
+
+void TestSqlLiteralFormatters::datesOutsideTheEnginesRange() {
+    SqlLiteralValueFormatter formatter;
+    const DateValue last = DateValue::fromParts(QDate(9999, 12, 31), QTime(23, 59, 59));
+    const DateValue first = DateValue::fromParts(QDate(1, 1, 1), QTime(0, 0));
+    QCOMPARE(formatter.FormatDate(first), QStringLiteral("'0001-01-01 00:00:00'"));
+    QVERIFY_THROWS_EXCEPTION(RuntimeError, formatter.FormatDate(last.addSeconds(1)));
+    QVERIFY_THROWS_EXCEPTION(RuntimeError, formatter.FormatDate(first.addSeconds(-1)));
+}
+
+QTEST_GUILESS_MAIN(TestSqlLiteralFormatters)
+#include "TestSqlLiteralFormatters.moc"

@@ -1,0 +1,308 @@
+#include "support/WebhookServer.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QSysInfo>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+#include <utmpx.h>
+#include <cstring>
+
+using hvx::test::WebhookServer;
+
+namespace {
+
+struct Run {
+    int code = -1;
+    QString err;
+    qint64 milliseconds = 0;
+};
+
+// Runs the tool while this thread's event loop keeps serving (the webhook lives in it).
+Run netSend(const QStringList& arguments, const QProcessEnvironment& extra = {},
+            const QString& folder = {}) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const char* proxy :
+         {"http_proxy", "https_proxy", "HTTP_PROXY", "HTTPS_PROXY", "ALL_PROXY", "all_proxy"}) {
+        environment.remove(QString::fromLatin1(proxy));
+    }
+    environment.insert(extra);
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(folder);
+    QElapsedTimer clock;
+    clock.start();
+    process.start(qEnvironmentVariable("HVX_BIN_DIR") + QStringLiteral("/hvx-net-send"), arguments);
+    if (!QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, 30'000) ||
+        process.exitStatus() != QProcess::NormalExit) {
+        process.kill();
+        process.waitForFinished();
+        return {};
+    }
+    return {process.exitCode(), QString::fromLocal8Bit(process.readAllStandardError()),
+            clock.elapsed()};
+}
+
+QStringList filesIn(const QString& folder) {
+    return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+}
+
+QProcessEnvironment variable(const char* name, const QString& value) {
+    QProcessEnvironment environment;
+    environment.insert(QString::fromLatin1(name), value);
+    return environment;
+}
+
+// A pseudo terminal standing in for a login session; reads back exactly what was written.
+struct Terminal {
+    Terminal() {
+        master = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
+        if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) {
+            return;
+        }
+        path = QString::fromLocal8Bit(ptsname(master));
+        slave = ::open(ptsname(master), O_RDWR | O_NOCTTY);
+        termios raw{};
+        if (slave >= 0 && tcgetattr(slave, &raw) == 0) {
+            cfmakeraw(&raw);
+            tcsetattr(slave, TCSANOW, &raw);
+        }
+    }
+    ~Terminal() {
+        if (slave >= 0) {
+            ::close(slave);
+        }
+        if (master >= 0) {
+            ::close(master);
+        }
+    }
+    QByteArray line() const { return path.mid(5).toLocal8Bit(); }
+    QByteArray readAll() const {
+        QByteArray data;
+        char chunk[512];
+        ssize_t n = 0;
+        while ((n = ::read(master, chunk, sizeof chunk)) > 0) {
+            data.append(chunk, n);
+        }
+        return data;
+    }
+
+    int master = -1;
+    int slave = -1;
+    QString path;
+};
+
+void appendLogin(QFile& records, short type, const char* user, const QByteArray& line) {
+    utmpx entry{};
+    entry.ut_type = type;
+    entry.ut_pid = getpid();
+    std::strncpy(entry.ut_user, user, sizeof entry.ut_user);
+    std::strncpy(entry.ut_line, line.constData(), sizeof entry.ut_line);
+    records.write(reinterpret_cast<const char*>(&entry), sizeof entry);
+}
+
+}  // namespace
+
+class TestHvxNetSend : public QObject {
+    Q_OBJECT
+
+  private Q_SLOTS:
+    void webhookReceivesTheJsonBody_data() {
+        QTest::addColumn<QString>("destination");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("plain") << "%1"
+                               << "Monitor error";
+        QTest::newRow("blanks and quotes around") << "  \"%1\"  "
+                                                  << " Monitor error ";
+        QTest::newRow("shell characters")
+            << "%1"
+            << "It's \"down\"; $(touch pwned-a) `touch pwned-b` | touch pwned-c && echo $HOME";
+        QTest::newRow("line breaks and non-ASCII")
+            << "%1" << QStringLiteral("Grüße\nzweite Zeile\t日本");
+    }
+    void webhookReceivesTheJsonBody() {
+        QFETCH(QString, destination);
+        QFETCH(QString, text);
+        WebhookServer hook;
+        QVERIFY(hook.listening());
+        QTemporaryDir folder;
+
+        const Run run = netSend({destination.arg(hook.url()), text}, {}, folder.path());
+
+        QVERIFY2(run.code == 0, qPrintable(run.err));
+        QCOMPARE(hook.requests().size(), 1u);
+        const WebhookServer::Request& request = hook.requests()[0];
+        QCOMPARE(request.method, QByteArray("POST"));
+        QCOMPARE(request.target, QByteArray("/hook"));
+        QVERIFY(request.headers.value("content-type").startsWith("application/json"));
+        const QJsonObject body = QJsonDocument::fromJson(request.body).object();
+        QCOMPARE(body.value(QStringLiteral("text")).toString(), text);
+        QCOMPARE(body.value(QStringLiteral("computer")).toString(), QSysInfo::machineHostName());
+        const QString time = body.value(QStringLiteral("time")).toString();
+        const QDateTime when = QDateTime::fromString(time, Qt::ISODate);
+        QVERIFY2(when.isValid() && when.timeSpec() != Qt::LocalTime, qPrintable(time));
+        QVERIFY2(qAbs(when.secsTo(QDateTime::currentDateTime())) < 120, qPrintable(time));
+        QCOMPARE(filesIn(folder.path()), QStringList());
+    }
+
+    void webhookFailuresEndWithinTheTimeOut_data() {
+        QTest::addColumn<int>("status");  // -1: nothing listens; 0: never answers
+        QTest::addColumn<QString>("complaint");
+        QTest::addColumn<int>("atLeastMs");
+        QTest::newRow("server error") << 500 << "HTTP 500" << 0;
+        QTest::newRow("redirect not followed") << 302 << "HTTP 302" << 0;
+        QTest::newRow("closed port") << -1 << "127.0.0.1" << 0;
+        QTest::newRow("silent server") << 0 << "/hook" << 4'000;
+    }
+    void webhookFailuresEndWithinTheTimeOut() {
+        QFETCH(int, status);
+        QFETCH(QString, complaint);
+        QFETCH(int, atLeastMs);
+        WebhookServer hook(std::max(status, 0));
+        QString url = hook.url();
+        if (status < 0) {
+            QTcpServer closed;
+            QVERIFY(closed.listen(QHostAddress::LocalHost));
+            url = QStringLiteral("http://127.0.0.1:%1/hook").arg(closed.serverPort());
+        }
+
+        const Run run = netSend({url, QStringLiteral("Monitor error")});
+
+        QCOMPARE(run.code, 1);
+        QVERIFY2(run.err.contains(complaint), qPrintable(run.err));
+        QVERIFY2(run.milliseconds >= atLeastMs && run.milliseconds < 7'500,
+                 qPrintable(QString::number(run.milliseconds)));
+    }
+
+    void mailGoesThroughSendmail_data() {
+        QTest::addColumn<QString>("destination");
+        QTest::addColumn<int>("sendmailStatus");  // -1: no sendmail
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QStringList>("recipients");
+        QTest::newRow("delivered")
+            << "mailto:ops@example.com" << 0 << 0 << QStringList{"ops@example.com"};
+        QTest::newRow("shell characters in the address")
+            << "mailto:a$(touch${IFS}pwned);`id`@example.com" << 0 << 0
+            << QStringList{"a$(touch${IFS}pwned);`id`@example.com"};
+        QTest::newRow("sendmail fails")
+            << "mailto:ops@example.com" << 75 << 1 << QStringList{"ops@example.com"};
+        QTest::newRow("no sendmail") << "mailto:ops@example.com" << -1 << 1 << QStringList();
+    }
+    void mailGoesThroughSendmail() {
+        QFETCH(QString, destination);
+        QFETCH(int, sendmailStatus);
+        QFETCH(int, code);
+        QFETCH(QStringList, recipients);
+        QTemporaryDir folder;
+        const QString sendmail = folder.filePath(QStringLiteral("sendmail"));
+        if (sendmailStatus >= 0) {
+            QFile script(sendmail);
+            QVERIFY(script.open(QIODevice::WriteOnly));
+            script.write(
+                "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.args\"\ncat > \"$0.mail\"\nexit " +
+                QByteArray::number(sendmailStatus) + "\n");
+            script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        }
+
+        const Run run = netSend({destination, QStringLiteral("Core down\n.\nstill down")},
+                                variable("HVX_SENDMAIL", sendmail), folder.path());
+
+        QVERIFY2(run.code == code, qPrintable(run.err));
+        if (sendmailStatus < 0) {
+            QVERIFY2(run.err.contains(QStringLiteral("no local sendmail")), qPrintable(run.err));
+            return;
+        }
+        QFile arguments(sendmail + QStringLiteral(".args"));
+        QVERIFY(arguments.open(QIODevice::ReadOnly));
+        QCOMPARE(
+            QString::fromUtf8(arguments.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts),
+            QStringList({"-oi", "--"}) + recipients);
+        QFile mail(sendmail + QStringLiteral(".mail"));
+        QVERIFY(mail.open(QIODevice::ReadOnly));
+        const QString message = QString::fromUtf8(mail.readAll());
+        QVERIFY2(message.startsWith(QStringLiteral("To: ") + recipients.join(QStringLiteral(", ")) +
+                                    QLatin1Char('\n')),
+                 qPrintable(message));
+        QVERIFY(message.contains(QStringLiteral("\nSubject: Help Desk Monitor alert from ") +
+                                 QSysInfo::machineHostName() + QLatin1Char('\n')));
+        QVERIFY(message.endsWith(QStringLiteral("\n\nCore down\n.\nstill down\n")));
+        QVERIFY(!QFile::exists(folder.filePath(QStringLiteral("pwned"))));
+    }
+
+    void terminalsOfTheUserGetTheText_data() {
+        QTest::addColumn<QString>("user");
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("complaint");
+        QTest::newRow("messages on") << "alertee" << 0620 << 0 << "";
+        QTest::newRow("messages off") << "alertee" << 0600 << 1 << "mesg n";
+        QTest::newRow("not logged in") << "nobody-here" << 0620 << 1 << "not logged in";
+    }
+    void terminalsOfTheUserGetTheText() {
+        QFETCH(QString, user);
+        QFETCH(int, mode);
+        QFETCH(int, code);
+        QFETCH(QString, complaint);
+        Terminal session;
+        Terminal ended;
+        QVERIFY(session.slave >= 0 && ended.slave >= 0);
+        QCOMPARE(::chmod(session.path.toLocal8Bit().constData(), static_cast<mode_t>(mode)), 0);
+        QCOMPARE(::chmod(ended.path.toLocal8Bit().constData(), 0620), 0);
+        QTemporaryDir folder;
+        QFile records(folder.filePath(QStringLiteral("utmp")));
+        QVERIFY(records.open(QIODevice::WriteOnly));
+        appendLogin(records, DEAD_PROCESS, "alertee", ended.line());
+        appendLogin(records, USER_PROCESS, "alertee", session.line());
+        appendLogin(records, USER_PROCESS, "someone", ended.line());
+        records.close();
+
+        const Run run = netSend({user, QStringLiteral("Core down\x1b[2J\nsecond line")},
+                                variable("HVX_UTMP", records.fileName()));
+
+        QVERIFY2(run.code == code, qPrintable(run.err));
+        QVERIFY2(run.err.contains(complaint), qPrintable(run.err));
+        // A terminal passes what was written on a moment later.
+        QByteArray shown;
+        if (code == 0) {
+            const QByteArray tail = "\r\nCore down^[[2J\r\nsecond line\r\n";
+            const bool arrived =
+                QTest::qWaitFor([&] { return (shown += session.readAll()).endsWith(tail); }, 5'000);
+            QVERIFY2(arrived, shown.constData());
+            QVERIFY2(shown.contains("Alert from the Help Desk Monitor on " +
+                                    QSysInfo::machineHostName().toLocal8Bit()),
+                     shown.constData());
+        } else {
+            QCOMPARE(session.readAll(), QByteArray());
+        }
+        QCOMPARE(ended.readAll(), QByteArray());
+    }
+
+    void wrongUsageExitsWithTwo_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("nothing") << QStringList();
+        QTest::newRow("three arguments") << QStringList{"ops", "Monitor", "error"};
+        QTest::newRow("blank quoted destination") << QStringList{"  \"  \" ", "x"};
+        QTest::newRow("option-like user") << QStringList{"-rf", "x"};
+        QTest::newRow("option-like recipient") << QStringList{"mailto:-oQ/tmp/x@example.com", "x"};
+        QTest::newRow("empty text") << QStringList{"ops", ""};
+    }
+    void wrongUsageExitsWithTwo() {
+        QFETCH(QStringList, arguments);
+        const Run run = netSend(arguments);
+        QCOMPARE(run.code, 2);
+        QVERIFY2(run.err.contains(QStringLiteral("usage: hvx-net-send")), qPrintable(run.err));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestHvxNetSend)
+#include "TestHvxNetSend.moc"
