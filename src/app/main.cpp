@@ -1,7 +1,10 @@
 // HvxMonitor: builds the real Environment (our editions of the product components and the
 // Linux and Qt editions of the platform services) and runs the entry procedure.
 #include "channel/AppContext.h"
+#include "commands/NetSendAlerts.h"
 #include "commands/ui/UnattendedMessageWithTurnOff.h"
+#include "commands/ui/UnattendedOperatorName.h"
+#include "commands/ui/dlgOperatorName.h"
 #include "commands/ui/dlgMessageWithTurnOff.h"
 #include "components/BuiltInStringTable.h"
 #include "components/FileErrorManager.h"
@@ -86,6 +89,7 @@ int main(int argc, char* argv[]) {
             return std::make_unique<UnattendedMessageWithTurnOff>(ctx, *unattended);
         };
         env.monitorNamesDialog = [&] { return std::make_unique<UnattendedMonitorNames>(ctx, *unattended); };
+        env.operatorNameDialog = [&] { return std::make_unique<UnattendedOperatorName>(ctx, *unattended); };
     } else {
         env.connectionWizard = [&] {
             return std::make_unique<QtConnectionWizard>(env.applicationFolder, clock);
@@ -93,11 +97,13 @@ int main(int argc, char* argv[]) {
         env.deleteOldMessagesDialog = [&] { return std::make_unique<dlgDeleteOldMessages>(boxes); };
         env.messageWithTurnOffDialog = [&] { return std::make_unique<dlgMessageWithTurnOff>(ctx); };
         env.monitorNamesDialog = [&] { return std::make_unique<dlgMonitorNames>(ctx); };
+        env.operatorNameDialog = [&] { return std::make_unique<dlgOperatorName>(ctx); };
     }
 
     std::unique_ptr<frmMonitor> window;
     const bool shown = Main(ctx, settings, [&] {
         window = std::make_unique<frmMonitor>(ctx, settings);
+        QObject::connect(window.get(), &frmMonitor::errorIndicatorRaised, [&ctx] { SendOperatorAlerts(ctx); });
         window->Form_Load();
     });
     if (!shown) {

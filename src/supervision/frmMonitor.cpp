@@ -4,6 +4,7 @@
 #include "channel/ErrorReporting.h"
 #include "channel/ProcedureCodes.h"
 #include "channel/RegFunctions.h"
+#include "commands/NetSendAlerts.h"
 #include "platform/Conversions.h"
 #include "platform/MessageBoxes.h"
 #include "platform/qt/Twips.h"
@@ -199,6 +200,7 @@ void frmMonitor::buildMenus() {
     connect(mnuSuspend, &QAction::triggered, this, &frmMonitor::mnuSuspend_Click);
     connect(mnuRunNow, &QAction::triggered, this, &frmMonitor::mnuRunNow_Click);
     connect(mnuManualMailIn, &QAction::triggered, this, &frmMonitor::mnuManualMailIn_Click);
+    connect(mnuNetSendSetup, &QAction::triggered, this, [this] { NetSendSetup(ctx_); });
 }
 
 void frmMonitor::CentreForm() {
