@@ -12,6 +12,7 @@
 #include "components/SqlLiteralFormatters.h"
 #include "components/SqliteRegistryStore.h"
 #include "components/StoreLocalFolder.h"
+#include "components/SupportBundleSender.h"
 #include "components/ui/DatabaseTermTranslator.h"
 #include "components/ui/QtConnectionWizard.h"
 #include "components/ui/QtSplash.h"
@@ -20,6 +21,7 @@
 #include "platform/posix/SocketWindowDirectory.h"
 #include "platform/posix/SpawnProcessLauncher.h"
 #include "platform/posix/SystemClock.h"
+#include "platform/posix/XdgFileOpener.h"
 #include "platform/qt/QtMessageBoxes.h"
 #include "platform/qt/QtUserInterface.h"
 #include "platform/qt/UnattendedMessageBoxes.h"
@@ -56,6 +58,7 @@ int main(int argc, char* argv[]) {
     QtUserInterface userInterface;
     SpawnProcessLauncher launcher;
     SocketWindowDirectory windows;
+    XdgFileOpener fileOpener(launcher);
 
     Environment env;
     env.applicationFolder = QCoreApplication::applicationDirPath();
@@ -66,6 +69,7 @@ int main(int argc, char* argv[]) {
     env.userInterface = &userInterface;
     env.launcher = &launcher;
     env.windows = &windows;
+    env.fileOpener = &fileOpener;
 
     AppContext ctx(env);
     SystemSettings settings;
@@ -80,6 +84,9 @@ int main(int argc, char* argv[]) {
     env.localFolder = [&] { return std::make_unique<StoreLocalFolder>(env.registryStore); };
     env.splash = [] { return std::make_unique<QtSplash>(QStringLiteral("Halvex Help Desk Monitor")); };
     env.termTranslator = [] { return std::make_unique<DatabaseTermTranslator>(); };
+    env.logSender = [&] {
+        return std::make_unique<SupportBundleSender>(clock, boxes, launcher, ctx.applicationTitle);
+    };
     if (unattended) {
         env.connectionWizard = [&] { return std::make_unique<UnattendedConnectionWizard>(*unattended); };
         env.deleteOldMessagesDialog = [&] {

@@ -16,7 +16,9 @@ class DatabaseManager;
 class DeleteOldMessagesDialog;
 class ErrorManager;
 class InstanceGuard;
+class FileOpener;
 class LocalFolder;
+class LogSender;
 class MessageBoxes;
 class MessageWithTurnOffDialog;
 class MonitorNamesDialog;
@@ -49,6 +51,7 @@ struct Environment {
     Factory<Splash> splash;
     Factory<TermTranslator> termTranslator;
     Factory<ConnectionWizard> connectionWizard;
+    Factory<LogSender> logSender;
     Factory<DeleteOldMessagesDialog> deleteOldMessagesDialog;
     Factory<MessageWithTurnOffDialog> messageWithTurnOffDialog;
     Factory<MonitorNamesDialog> monitorNamesDialog;
@@ -65,6 +68,7 @@ struct Environment {
     UserInterface* userInterface = nullptr;
     ProcessLauncher* launcher = nullptr;
     WindowDirectory* windows = nullptr;
+    FileOpener* fileOpener = nullptr;
 };
 
 // Runs a factory. Throws RuntimeError 429 naming the component when it yields nothing.

@@ -70,4 +70,14 @@ public:
     virtual std::unique_ptr<CaptionAnnouncement> announce(const QString& caption) = 0;
 };
 
+// Opens a file with the program the desktop associates with its type.
+class FileOpener {
+public:
+    virtual ~FileOpener() = default;
+    // The program that opens files like this one; nothing when there is none.
+    virtual std::optional<QString> associatedProgram(const QString& file) const = 0;
+    // Starts that program on the file without waiting; false when it could not be started.
+    virtual bool open(const QString& program, const QString& file) = 0;
+};
+
 }  // namespace hvx

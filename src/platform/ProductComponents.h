@@ -53,4 +53,14 @@ public:
     virtual bool Cancelled() const = 0;
 };
 
+// Gets the log to the product's support: how and where is the sender's own business.
+class LogSender {
+public:
+    virtual ~LogSender() = default;
+    virtual void SetErrorManager(ErrorManager* errorManager) = 0;
+    virtual void SetTermTranslator(const TermTranslator* translator) = 0;
+    virtual void SetTrace(bool on) = 0;
+    virtual bool SendLog() = 0;
+};
+
 }  // namespace hvx

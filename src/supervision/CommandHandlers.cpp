@@ -4,10 +4,15 @@
 #include "channel/AppContext.h"
 #include "channel/ErrorReporting.h"
 #include "channel/ProcedureCodes.h"
+#include "commands/LogCommands.h"
 #include "commands/ServiceSwitches.h"
 #include "settings/OldUnsentMessages.h"
 
+#include <QAction>
 #include <QCheckBox>
+#include <QEvent>
+#include <QFrame>
+#include <QLabel>
 
 namespace hvx {
 
@@ -53,6 +58,63 @@ void frmMonitor::mnuRunNow_Click() {
 
 void frmMonitor::mnuManualMailIn_Click() {
     PreviewInBox(ctx_);
+}
+
+void frmMonitor::mnuViewErrorLog_Click() {
+    ViewLogFile(ctx_, [this] { StartSuspendResume(); });
+}
+
+void frmMonitor::mnuSendLogToHalvex_Click() {
+    SendLogFile(ctx_, [this] { StartSuspendResume(); });
+}
+
+void frmMonitor::mnuClearLogFile_Click() {
+    ClearLogFile(ctx_);
+}
+
+void frmMonitor::mnuClearErrorWarning_Click() {
+    if (ClearErrorWarning(ctx_, [this] { StartSuspendResume(); })) {
+        ErrorLogFrame->hide();
+        setWindowIcon(imgStd);
+    }
+}
+
+void frmMonitor::viewLogFromIndicator(long code) {
+    RunTrapped(ctx_, code, [&] {
+        if (mnuViewErrorLog->isEnabled()) {
+            mnuViewErrorLog_Click();
+        }
+    });
+}
+
+void frmMonitor::ErrorLogFrame_DblClick() {
+    viewLogFromIndicator(code::kErrorLogFrameDblClick);
+}
+
+void frmMonitor::imgErrorLog_DblClick() {
+    viewLogFromIndicator(code::kImgErrorLogDblClick);
+}
+
+void frmMonitor::lblErrorLog_DblClick() {
+    viewLogFromIndicator(code::kLblErrorLogDblClick);
+}
+
+bool frmMonitor::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::MouseButtonDblClick) {
+        if (watched == ErrorLogFrame) {
+            ErrorLogFrame_DblClick();
+            return true;
+        }
+        if (watched == imgErrorLog) {
+            imgErrorLog_DblClick();
+            return true;
+        }
+        if (watched == lblErrorLog) {
+            lblErrorLog_DblClick();
+            return true;
+        }
+    }
+    return QMainWindow::eventFilter(watched, event);
 }
 
 }  // namespace hvx

@@ -126,6 +126,10 @@ void frmMonitor::buildControls() {
     lblErrorLog->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
     lblErrorLog->setFocusPolicy(Qt::TabFocus);
     placeTwips(lblErrorLog, 180, 780, 1095, 675);
+    for (QWidget* part : {static_cast<QWidget*>(ErrorLogFrame), static_cast<QWidget*>(imgErrorLog),
+                          static_cast<QWidget*>(lblErrorLog)}) {
+        part->installEventFilter(this);
+    }
 
     cmdCommand = new QPushButton(QStringLiteral("&Start"), client);
     cmdCommand->setObjectName(QStringLiteral("cmdCommand"));
@@ -201,6 +205,10 @@ void frmMonitor::buildMenus() {
     connect(mnuRunNow, &QAction::triggered, this, &frmMonitor::mnuRunNow_Click);
     connect(mnuManualMailIn, &QAction::triggered, this, &frmMonitor::mnuManualMailIn_Click);
     connect(mnuNetSendSetup, &QAction::triggered, this, [this] { NetSendSetup(ctx_); });
+    connect(mnuViewErrorLog, &QAction::triggered, this, &frmMonitor::mnuViewErrorLog_Click);
+    connect(mnuSendLogToHalvex, &QAction::triggered, this, &frmMonitor::mnuSendLogToHalvex_Click);
+    connect(mnuClearLogFile, &QAction::triggered, this, &frmMonitor::mnuClearLogFile_Click);
+    connect(mnuClearErrorWarning, &QAction::triggered, this, &frmMonitor::mnuClearErrorWarning_Click);
 }
 
 void frmMonitor::CentreForm() {

@@ -75,6 +75,15 @@ public:
     void mnuRunNow_Click();
     void mnuManualMailIn_Click();
 
+    // Log file and error warning commands.
+    void mnuViewErrorLog_Click();
+    void mnuSendLogToHalvex_Click();
+    void mnuClearLogFile_Click();
+    void mnuClearErrorWarning_Click();
+    void ErrorLogFrame_DblClick();
+    void imgErrorLog_DblClick();
+    void lblErrorLog_DblClick();
+
     // Closing: the question, then the shutdown. Every way of closing comes here.
     bool Form_QueryUnload();
     void Form_Unload();
@@ -112,6 +121,8 @@ Q_SIGNALS:
 protected:
     void resizeEvent(QResizeEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
+    // Double clicks on the error indicator's parts.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void buildControls();
@@ -122,6 +133,7 @@ private:
     // Returns false when the tick must end without re-arming the timer.
     bool launchCore();
     bool coreStartTimedOut();
+    void viewLogFromIndicator(long code);
     void critical(const QString& text);
     void setStopSwitch(bool& stopSwitch, QLatin1String name, bool ticked);
     QString readControl(QLatin1String name, QLatin1String fallback);

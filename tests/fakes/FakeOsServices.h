@@ -69,4 +69,18 @@ public:
     std::optional<LaunchResult> failWith;
 };
 
+// Answers with a fixed program, or none, and records what it opened.
+class FakeFileOpener final : public FileOpener {
+public:
+    std::optional<QString> associatedProgram(const QString&) const override { return program; }
+    bool open(const QString& with, const QString& file) override {
+        opened.append(with + QLatin1Char(' ') + file);
+        return opens;
+    }
+
+    std::optional<QString> program = QStringLiteral("/usr/bin/editor");
+    bool opens = true;
+    QStringList opened;
+};
+
 }  // namespace hvx::test

@@ -27,7 +27,10 @@ public:
     void SetLogFileLimit(double megabytes) override;
     double LogFileLimit() const override { return limit_; }
     void Report(bool& isTrace) override;
-    void ClearLogFile() override { reports.clear(); }
+    void ClearLogFile() override {
+        reports.clear();
+        writes.append(QStringLiteral("ClearLogFile()"));
+    }
     void Conceal(const QString& secret) override { concealed.append(secret); }
 
     QStringList writes;

@@ -12,6 +12,7 @@ TestEnvironment::TestEnvironment() : registryPath(folder.filePath(QStringLiteral
     env.userInterface = &userInterface;
     env.windows = &windows;
     env.launcher = &launcher;
+    env.fileOpener = &fileOpener;
     env.applicationFolder = folder.path();
     env.registryStore = SqliteRegistryStore::factory(registryPath);
     env.errorManager = [] { return std::make_unique<RecordingErrorManager>(); };

@@ -28,6 +28,7 @@ public:
     FakeUserInterface userInterface{clock};
     FakeWindows windows;
     FakeLauncher launcher;
+    FakeFileOpener fileOpener;
     QTemporaryDir folder;
     QString registryPath;
     std::unique_ptr<AppContext> ctx;

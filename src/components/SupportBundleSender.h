@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/ProductComponents.h"
+
+#include <QString>
+
+namespace hvx {
+
+class Clock;
+class MessageBoxes;
+class ProcessLauncher;
+
+// Sends the log to support as a bundle: one text file beside the log with the version facts
+// of this machine and the log itself (which never holds the database password). The bundle
+// is handed to the desktop's mail client (xdg-email) with the support address of the term
+// SUPPORT_EMAIL when there is one; where no mail client can be started, the operator is told
+// where the bundle lies.
+class SupportBundleSender final : public LogSender {
+public:
+    // None is owned; all must outlive the sender.
+    SupportBundleSender(const Clock& clock, MessageBoxes& boxes, ProcessLauncher& launcher, QString title);
+
+    void SetErrorManager(ErrorManager* errorManager) override { errorManager_ = errorManager; }
+    void SetTermTranslator(const TermTranslator* translator) override { translator_ = translator; }
+    void SetTrace(bool on) override { trace_ = on; }
+    bool SendLog() override;
+
+    // Writes the bundle and answers its path; empty when it could not be written.
+    QString writeBundle() const;
+
+private:
+    const Clock& clock_;
+    MessageBoxes& boxes_;
+    ProcessLauncher& launcher_;
+    QString title_;
+    ErrorManager* errorManager_ = nullptr;
+    const TermTranslator* translator_ = nullptr;
+    bool trace_ = false;
+};
+
+}  // namespace hvx

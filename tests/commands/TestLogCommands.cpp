@@ -1,0 +1,135 @@
+#include "channel/RegFunctions.h"
+#include "fakes/TestEnvironment.h"
+#include "settings/SystemSettings.h"
+#include "supervision/frmMonitor.h"
+
+#include <QFile>
+#include <QFrame>
+#include <QPushButton>
+#include <QTest>
+
+using namespace hvx;
+using namespace hvx::test;
+
+namespace {
+
+// A window whose core application runs (State "1", button "Suspend"), with a log file.
+struct LogRig {
+    LogRig() {
+        t.ctx->applicationTitle = QStringLiteral("Help Desk Monitor");
+        log = t.folder.filePath(QStringLiteral("monitorlog.txt"));
+        t.errors().SetLogFile(log);
+        QFile file(log);
+        if (file.open(QIODevice::WriteOnly)) {
+            file.write("2026-11-23 10:00:00  TRACE  Started\n");
+        }
+        window = std::make_unique<frmMonitor>(*t.ctx, settings);
+        window->findChild<QPushButton*>(QStringLiteral("cmdCommand"))->setText(QStringLiteral("Suspend"));
+        setState("1");
+        SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("Command"), QStringLiteral("0"));
+    }
+    void setState(const char* state) {
+        SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("State"), QString::fromLatin1(state));
+    }
+    QString command() { return GetRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("Command"), {}); }
+
+    TestEnvironment t;
+    SystemSettings settings;
+    QString log;
+    std::unique_ptr<frmMonitor> window;
+};
+
+const QString kSuspendFirst = QStringLiteral(
+    "The Monitor must be suspended before you do this.  Would you like the Monitor to be suspended now?");
+
+}  // namespace
+
+class TestLogCommands : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aMissingLogIsEmptyWithoutAQuestion() {
+        LogRig r;
+        QFile::remove(r.log);
+        r.window->mnuViewErrorLog_Click();
+        QCOMPARE(r.t.boxes.texts(), QStringList{QStringLiteral("The log file is empty")});
+        QCOMPARE(r.t.boxes.shown().front().icon, MessageIcon::Information);
+        QVERIFY(r.t.fileOpener.opened.isEmpty());
+    }
+
+    void viewingWhileRunningOffersToSuspend() {
+        LogRig r;
+        r.t.boxes.queue(MessageAnswer::No);
+        r.window->mnuViewErrorLog_Click();
+        QCOMPARE(r.t.boxes.texts(), QStringList{kSuspendFirst});
+        QCOMPARE(r.command(), QStringLiteral("0"));
+        QVERIFY(r.t.fileOpener.opened.isEmpty());
+
+        r.t.boxes.queue(MessageAnswer::Yes);
+        r.window->mnuViewErrorLog_Click();
+        QCOMPARE(r.command(), QStringLiteral("3"));
+        QCOMPARE(r.t.fileOpener.opened, QStringList{QStringLiteral("/usr/bin/editor ") + r.log});
+    }
+
+    void theViewersTwoFailures() {
+        LogRig r;
+        r.setState("2");
+        r.t.fileOpener.program.reset();
+        r.window->mnuViewErrorLog_Click();
+        QCOMPARE(r.t.boxes.texts().last(), QStringLiteral("Could not find a program associated with ") + r.log +
+                                               QStringLiteral(". Please open the file using your normal text editor."));
+        r.t.fileOpener.program = QStringLiteral("/usr/bin/editor");
+        r.t.fileOpener.opens = false;
+        r.window->mnuViewErrorLog_Click();
+        QCOMPARE(r.t.boxes.texts().last(), QLatin1Char('"') + r.log +
+                                               QStringLiteral("\" was not opened. Please open the file using your normal text editor."));
+        QCOMPARE(r.t.boxes.shown().back().icon, MessageIcon::Exclamation);
+    }
+
+    void aDoubleClickOnTheIndicatorViews() {
+        LogRig r;
+        r.setState("0");
+        QTest::mouseDClick(r.window->findChild<QFrame*>(QStringLiteral("ErrorLogFrame")), Qt::LeftButton);
+        QCOMPARE(r.t.fileOpener.opened.size(), 1);
+    }
+
+    void clearingTheLogNeverAsksToSuspend() {
+        LogRig r;
+        r.t.boxes.queue(MessageAnswer::Yes);
+        r.window->mnuClearLogFile_Click();
+        QCOMPARE(r.t.boxes.texts(), QStringList{QStringLiteral("Are you sure you want to clear the log file?")});
+        QCOMPARE(r.t.errors().writes.last(), QStringLiteral("ClearLogFile()"));
+        QCOMPARE(r.command(), QStringLiteral("0"));
+    }
+
+    void clearingTheWarningWhileRunningOnlyOffersToSuspend() {
+        LogRig r;
+        SaveRegValue(*r.t.ctx, r.t.ctx->controlsSection, QStringLiteral("ErrorInfo"), QStringLiteral("mail down"));
+        r.window->ShowStatus();
+        auto* indicator = r.window->findChild<QFrame*>(QStringLiteral("ErrorLogFrame"));
+        QVERIFY(indicator->isVisibleTo(r.window.get()));
+        r.t.boxes.queue(MessageAnswer::Yes);
+        r.window->mnuClearErrorWarning_Click();
+        QVERIFY(r.t.boxes.texts().front().startsWith(QStringLiteral("The Monitor must be suspended and resumed to clear the Error Warning.\r\n\r\n")));
+        QCOMPARE(r.command(), QStringLiteral("3"));
+        QCOMPARE(GetRegValue(*r.t.ctx, r.t.ctx->controlsSection, QStringLiteral("ErrorInfo"), {}), QStringLiteral("mail down"));
+        QVERIFY(indicator->isVisibleTo(r.window.get()));
+
+        r.setState("2");
+        r.window->mnuClearErrorWarning_Click();
+        QCOMPARE(GetRegValue(*r.t.ctx, r.t.ctx->controlsSection, QStringLiteral("ErrorInfo"), QStringLiteral("<missing>")), QString());
+        QVERIFY(!indicator->isVisibleTo(r.window.get()));
+    }
+
+    void sendingAsksFirst() {
+        LogRig r;
+        r.t.ctx->shortCompanyName = QStringLiteral("Halvex");
+        r.t.boxes.queue(MessageAnswer::No);
+        r.window->mnuSendLogToHalvex_Click();
+        QCOMPARE(r.t.boxes.texts(), QStringList{QStringLiteral("Are you sure you want to send the log file to Halvex Support?")});
+        QCOMPARE(r.command(), QStringLiteral("0"));
+    }
+};
+
+QTEST_MAIN(TestLogCommands)
+#include "TestLogCommands.moc"
