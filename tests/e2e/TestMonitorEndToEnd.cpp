@@ -176,6 +176,48 @@ private Q_SLOTS:
         QVERIFY(i.window(kTitle));
     }
 
+    void twoInstancesRunSideBySide() {
+        Installation i(QStringLiteral("e2e-instances"));
+        QVERIFY(i.ok);
+        const QString bin = qEnvironmentVariable("HVX_BIN_DIR");
+        QFile names(i.app + QStringLiteral("/monitornames.txt"));
+        QVERIFY(names.open(QIODevice::WriteOnly));
+        for (const char* instance : {"North", "South"}) {
+            const QString folder = i.dir.filePath(QString::fromLatin1(instance));
+            QDir().mkpath(folder);
+            QProcess setup;
+            setup.start(bin + QStringLiteral("/hvx-dbsetup"), {QStringLiteral("--db-ini"), folder});
+            QVERIFY(setup.waitForFinished(30000) && setup.exitCode() == 0);
+            names.write(QByteArray(instance) + ", " + folder.toUtf8() + "/\n");
+        }
+        names.close();
+        QProcess* north = i.startMonitor(QStringLiteral("select:North"));
+        QProcess* south = i.startMonitor(QStringLiteral("select:South"));
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(QStringLiteral("North Monitor")), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(QStringLiteral("South Monitor")), 15000);
+        QVariant value;
+        int type = 0;
+        for (const char* instance : {"North", "South"}) {
+            const QString section = kBase + QStringLiteral("Controls:") + QLatin1String(instance);
+            QCOMPARE(i.store()->QueryValue(RegistryStore::kCurrentUser, section, QStringLiteral("DBINIPath"), value, type), 0);
+            QCOMPARE(value.toString(), i.dir.filePath(QString::fromLatin1(instance)));
+            QCOMPARE(i.store()->QueryValue(RegistryStore::kCurrentUser, section, QStringLiteral("MonitorTicks"), value, type), 0);
+        }
+        QProcess* again = i.startMonitor(QStringLiteral("select:North"));
+        QVERIFY(again->waitForFinished(15000));
+        QVERIFY(i.boxes().contains(QStringLiteral("This monitor is already running on this computer.")));
+
+        for (QProcess* monitor : {north, south}) {
+            ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
+            QVERIFY(monitor->waitForFinished(10000));
+        }
+        for (const char* instance : {"North", "South"}) {
+            QFile log(i.dir.filePath(QString::fromLatin1(instance)) + QStringLiteral("/monitorlog.txt"));
+            QVERIFY(log.open(QIODevice::ReadOnly));
+            QVERIFY(log.readAll().trimmed().endsWith("TRACE  Closed"));
+        }
+    }
+
     void anAbortedCoreIsRelaunchedAfterAMinute() {
         Installation i(QStringLiteral("e2e-abort"));
         QVERIFY(i.ok);
