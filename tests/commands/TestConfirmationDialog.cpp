@@ -1,0 +1,137 @@
+#include "channel/RegFunctions.h"
+#include "commands/ui/dlgMessageWithTurnOff.h"
+#include "fakes/TestEnvironment.h"
+#include "platform/RegistryStore.h"
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
+
+using namespace hvx;
+using namespace hvx::test;
+
+namespace {
+
+QString turnedOff(TestEnvironment& t, const char* key) {
+    return GetRegValue(*t.ctx, QStringLiteral("Warnings"), QString::fromLatin1(key), QStringLiteral("<missing>"));
+}
+
+std::unique_ptr<dlgMessageWithTurnOff> exitQuestion(TestEnvironment& t, const QString& message) {
+    auto dialog = std::make_unique<dlgMessageWithTurnOff>(*t.ctx);
+    dialog->SetFormCaption(QStringLiteral("Help Desk Monitor - Exit"));
+    dialog->SetMsg(message);
+    dialog->SetYesNo(true);
+    dialog->SetWarningOffKey(QStringLiteral("ExitMonitor"));
+    dialog->SetWarningOffMessage(QStringLiteral("Don't ask me this again"));
+    dialog->SetPictureType(MessageWithTurnOffDialog::kQuestion);
+    dialog->Form_Load();
+    return dialog;
+}
+
+template <typename T>
+T* child(QWidget* parent, const char* name) {
+    return parent->findChild<T*>(QString::fromLatin1(name));
+}
+
+}  // namespace
+
+class TestConfirmationDialog : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void theCloseBoxAnswersNothing() {
+        TestEnvironment t;
+        auto dialog = exitQuestion(t, QStringLiteral("Are you sure you want to exit?"));
+        QVERIFY(dialog->Cancelled());
+        dialog->close();
+        QCOMPARE(dialog->Response(), 0L);
+        QVERIFY(dialog->Cancelled());
+        QCOMPARE(turnedOff(t, "ExitMonitor"), QStringLiteral("<missing>"));
+    }
+
+    void aTickedBoxIsRecordedWhateverTheAnswer() {
+        TestEnvironment t;
+        auto dialog = exitQuestion(t, QStringLiteral("Are you sure you want to exit?"));
+        QCOMPARE(child<QCheckBox>(dialog.get(), "chkNoMore")->text(), QStringLiteral("Don't ask me this again"));
+        child<QCheckBox>(dialog.get(), "chkNoMore")->setChecked(true);
+        child<QPushButton>(dialog.get(), "cmdNo")->click();
+        QCOMPARE(dialog->Response(), 7L);
+        QVERIFY(!dialog->Cancelled());
+        QCOMPARE(turnedOff(t, "ExitMonitor"), QStringLiteral("1"));
+    }
+
+    void anEmptyKeyHidesTheBoxAndWritesNothing() {
+        TestEnvironment t;
+        dlgMessageWithTurnOff dialog(*t.ctx);
+        dialog.SetMsg(QStringLiteral("Go on?"));
+        dialog.SetOKCancel(true);
+        dialog.Form_Load();
+        QVERIFY(!child<QCheckBox>(&dialog, "chkNoMore")->isVisibleTo(&dialog));
+        child<QCheckBox>(&dialog, "chkNoMore")->setChecked(true);
+        child<QPushButton>(&dialog, "cmdCancel")->click();
+        QCOMPARE(dialog.Response(), 2L);
+        QVERIFY(dialog.Cancelled());
+        std::vector<RegistryStore::Entry> warnings;
+        t.env.registryStore()->ListValues(RegistryStore::kCurrentUser, sectionKeyPath(*t.ctx, QStringLiteral("Warnings")),
+                                          warnings);
+        QVERIFY(warnings.empty());
+    }
+
+    void buttonSets_data() {
+        QTest::addColumn<int>("set");
+        QTest::addColumn<QStringList>("visible");
+        QTest::addColumn<QList<int>>("lefts");
+        QTest::addColumn<QString>("defaultButton");
+        QTest::newRow("OK only wins over YesNo") << 0 << QStringList{QStringLiteral("cmdOK")} << QList<int>{5550}
+                                                 << QStringLiteral("cmdOK");
+        QTest::newRow("OK Cancel") << 1 << QStringList{QStringLiteral("cmdCancel"), QStringLiteral("cmdOK")}
+                                   << QList<int>{5550, 4275} << QStringLiteral("cmdOK");
+        QTest::newRow("Yes No") << 2 << QStringList{QStringLiteral("cmdNo"), QStringLiteral("cmdYes")}
+                                << QList<int>{5550, 4275} << QStringLiteral("cmdYes");
+        QTest::newRow("Yes No Cancel")
+            << 3 << QStringList{QStringLiteral("cmdCancel"), QStringLiteral("cmdNo"), QStringLiteral("cmdYes")}
+            << QList<int>{5550, 4275, 3000} << QStringLiteral("cmdYes");
+    }
+    void buttonSets() {
+        QFETCH(int, set);
+        QFETCH(QStringList, visible);
+        QFETCH(QList<int>, lefts);
+        QFETCH(QString, defaultButton);
+        TestEnvironment t;
+        dlgMessageWithTurnOff dialog(*t.ctx);
+        dialog.SetMsg(QStringLiteral("Question"));
+        dialog.SetOKOnly(set == 0);
+        dialog.SetYesNo(set == 0 || set == 2);
+        dialog.SetOKCancel(set == 1);
+        dialog.SetYesNoCancel(set == 3);
+        dialog.Form_Load();
+        for (const char* name : {"cmdOK", "cmdCancel", "cmdYes", "cmdNo"}) {
+            auto* button = child<QPushButton>(&dialog, name);
+            const qsizetype at = visible.indexOf(QString::fromLatin1(name));
+            QCOMPARE(button->isVisibleTo(&dialog), at >= 0);
+            if (at >= 0) {
+                QCOMPARE(dialog.twipsGeometry(button).left(), lefts[at]);
+            }
+            QCOMPARE(button->isDefault(), defaultButton == QLatin1String(name));
+        }
+    }
+
+    void aLongMessageGrowsTheDialogAndKeepsTheGap() {
+        TestEnvironment t;
+        auto shortOne = exitQuestion(t, QStringLiteral("Exit?"));
+        auto longOne = exitQuestion(t, QString(40, QLatin1Char(' ')).replace(QLatin1Char(' '), QStringLiteral("A rather long sentence. ")));
+        for (dlgMessageWithTurnOff* dialog : {shortOne.get(), longOne.get()}) {
+            const QRect label = dialog->twipsGeometry(child<QLabel>(dialog, "Label1"));
+            const QRect yes = dialog->twipsGeometry(child<QPushButton>(dialog, "cmdYes"));
+            const QRect box = dialog->twipsGeometry(child<QCheckBox>(dialog, "chkNoMore"));
+            QVERIFY2(qAbs(yes.top() - (label.top() + label.height()) - 660) <= 15,
+                     qPrintable(QStringLiteral("%1 %2").arg(yes.top()).arg(label.bottom())));
+            QVERIFY(qAbs((box.top() + box.height()) - (yes.top() + yes.height())) <= 15);
+        }
+        QVERIFY(longOne->height() > shortOne->height());
+    }
+};
+
+QTEST_MAIN(TestConfirmationDialog)
+#include "TestConfirmationDialog.moc"
