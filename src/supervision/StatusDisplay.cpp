@@ -18,6 +18,7 @@ void frmMonitor::UpdateStatusBar(const QString& s, int Panel) {
     try {
         QLabel* panel = panels_[Panel - 1];
         panel->setText(s);
+        panel->setToolTip(s);
         // Painted at once, so progress shows even in the middle of a long operation.
         panel->repaint();
     } catch (...) {

@@ -145,10 +145,13 @@ void frmMonitor::buildControls() {
     auto* bar = new QStatusBar(this);
     bar->setObjectName(QStringLiteral("StatusBar1"));
     bar->setSizeGripEnabled(true);
+    // The panels share the bar's width and cut long texts instead of widening the window.
+    const int stretch[3] = {2, 3, 4};
     for (int i = 0; i < 3; ++i) {
         panels_[i] = new QLabel(bar);
         panels_[i]->setObjectName(QStringLiteral("StatusBar1Panel%1").arg(i + 1));
-        bar->addWidget(panels_[i], i == 1 ? 1 : 0);
+        panels_[i]->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+        bar->addWidget(panels_[i], stretch[i]);
     }
     setStatusBar(bar);
 
