@@ -4,8 +4,8 @@
 #include "commands/NetSendAlerts.h"
 #include "commands/ui/UnattendedMessageWithTurnOff.h"
 #include "commands/ui/UnattendedOperatorName.h"
-#include "commands/ui/dlgOperatorName.h"
 #include "commands/ui/dlgMessageWithTurnOff.h"
+#include "commands/ui/dlgOperatorName.h"
 #include "components/BuiltInStringTable.h"
 #include "components/FileErrorManager.h"
 #include "components/QtSqlDatabaseManager.h"
@@ -82,21 +82,29 @@ int main(int argc, char* argv[]) {
     env.sqlValueFormatter = [] { return std::make_unique<SqlLiteralValueFormatter>(); };
     env.stringTable = [] { return std::make_unique<BuiltInStringTable>(); };
     env.localFolder = [&] { return std::make_unique<StoreLocalFolder>(env.registryStore); };
-    env.splash = [] { return std::make_unique<QtSplash>(QStringLiteral("Halvex Help Desk Monitor")); };
+    env.splash = [] {
+        return std::make_unique<QtSplash>(QStringLiteral("Halvex Help Desk Monitor"));
+    };
     env.termTranslator = [] { return std::make_unique<DatabaseTermTranslator>(); };
     env.logSender = [&] {
         return std::make_unique<SupportBundleSender>(clock, boxes, launcher, ctx.applicationTitle);
     };
     if (unattended) {
-        env.connectionWizard = [&] { return std::make_unique<UnattendedConnectionWizard>(*unattended); };
+        env.connectionWizard = [&] {
+            return std::make_unique<UnattendedConnectionWizard>(*unattended);
+        };
         env.deleteOldMessagesDialog = [&] {
             return std::make_unique<UnattendedDeleteOldMessages>(*unattended, boxes);
         };
         env.messageWithTurnOffDialog = [&] {
             return std::make_unique<UnattendedMessageWithTurnOff>(ctx, *unattended);
         };
-        env.monitorNamesDialog = [&] { return std::make_unique<UnattendedMonitorNames>(ctx, *unattended); };
-        env.operatorNameDialog = [&] { return std::make_unique<UnattendedOperatorName>(ctx, *unattended); };
+        env.monitorNamesDialog = [&] {
+            return std::make_unique<UnattendedMonitorNames>(ctx, *unattended);
+        };
+        env.operatorNameDialog = [&] {
+            return std::make_unique<UnattendedOperatorName>(ctx, *unattended);
+        };
     } else {
         env.connectionWizard = [&] {
             return std::make_unique<QtConnectionWizard>(env.applicationFolder, clock);
@@ -110,7 +118,8 @@ int main(int argc, char* argv[]) {
     std::unique_ptr<frmMonitor> window;
     const bool shown = Main(ctx, settings, [&] {
         window = std::make_unique<frmMonitor>(ctx, settings);
-        QObject::connect(window.get(), &frmMonitor::errorIndicatorRaised, [&ctx] { SendOperatorAlerts(ctx); });
+        QObject::connect(window.get(), &frmMonitor::errorIndicatorRaised,
+                         [&ctx] { SendOperatorAlerts(ctx); });
         window->Form_Load();
     });
     if (!shown) {

@@ -26,16 +26,16 @@ QString GetRegValue(AppContext& ctx, const QString& section, const QString& name
     auto store = newStore(ctx);
     QVariant value;
     int type = 0;
-    const int status = store->QueryValue(RegistryStore::kCurrentUser,
-                                         sectionKeyPath(ctx, section), name, value, type);
+    const int status = store->QueryValue(RegistryStore::kCurrentUser, sectionKeyPath(ctx, section),
+                                         name, value, type);
     return status == RegistryStore::kStatusOk ? value.toString() : defaultValue;
 }
 
 void SaveRegValue(AppContext& ctx, const QString& section, const QString& name,
                   const QString& value) {
     ctx.procedureCode = code::kSaveRegValue;
-    newStore(ctx)->SetValue(RegistryStore::kCurrentUser, sectionKeyPath(ctx, section), name,
-                            value, RegistryStore::kTypeString, true);
+    newStore(ctx)->SetValue(RegistryStore::kCurrentUser, sectionKeyPath(ctx, section), name, value,
+                            RegistryStore::kTypeString, true);
 }
 
 void DeleteRegValue(AppContext& ctx, const QString& section, const QString& name) {

@@ -14,24 +14,28 @@ namespace hvx {
 namespace {
 
 const QString kSuspendFirst = QStringLiteral(
-    "The Monitor must be suspended before you do this.  Would you like the Monitor to be suspended now?");
+    "The Monitor must be suspended before you do this.  Would you like the Monitor to be suspended "
+    "now?");
 
 bool ask(AppContext& ctx, const QString& question) {
     return required(ctx.env.messageBoxes)
-               .Show({question, ctx.applicationTitle, MessageIcon::Question, MessageButtons::YesNo, 1}) ==
-           MessageAnswer::Yes;
+               .Show({question, ctx.applicationTitle, MessageIcon::Question, MessageButtons::YesNo,
+                      1}) == MessageAnswer::Yes;
 }
 
 void tell(AppContext& ctx, const QString& text, MessageIcon icon) {
-    required(ctx.env.messageBoxes).Show({text, ctx.applicationTitle, icon, MessageButtons::OkOnly, 1});
+    required(ctx.env.messageBoxes)
+        .Show({text, ctx.applicationTitle, icon, MessageButtons::OkOnly, 1});
 }
 
 bool running(AppContext& ctx) {
-    return isCode(GetRegValue(ctx, ctx.controlsSection, value::kState, defaults::kState), state::kRunning);
+    return isCode(GetRegValue(ctx, ctx.controlsSection, value::kState, defaults::kState),
+                  state::kRunning);
 }
 
 // Offers to suspend a running core application first. False when the operator declined.
-bool suspendOffer(AppContext& ctx, long code, const QString& question, const SuspendAction& suspend) {
+bool suspendOffer(AppContext& ctx, long code, const QString& question,
+                  const SuspendAction& suspend) {
     const bool isRunning = running(ctx);
     ctx.procedureCode = code;
     if (!isRunning) {
@@ -80,8 +84,8 @@ void ViewLogFile(AppContext& ctx, const SuspendAction& suspend) {
 
 void SendLogFile(AppContext& ctx, const SuspendAction& suspend) {
     RunTrapped(ctx, code::kMnuSendLogClick, [&] {
-        if (!ask(ctx, QStringLiteral("Are you sure you want to send the log file to ") + ctx.shortCompanyName +
-                          QStringLiteral(" Support?"))) {
+        if (!ask(ctx, QStringLiteral("Are you sure you want to send the log file to ") +
+                          ctx.shortCompanyName + QStringLiteral(" Support?"))) {
             return;
         }
         if (!suspendOffer(ctx, code::kMnuSendLogClick, kSuspendFirst, suspend)) {
@@ -108,11 +112,13 @@ bool ClearErrorWarning(AppContext& ctx, const SuspendAction& suspend) {
     RunTrapped(ctx, code::kMnuClearErrorWarningClick, [&] {
         if (running(ctx)) {
             ctx.procedureCode = code::kMnuClearErrorWarningClick;
-            if (ask(ctx, QStringLiteral("The Monitor must be suspended and resumed to clear the Error Warning.") +
-                             QStringLiteral("\r\n\r\n") +
-                             QStringLiteral("After it is suspended, click Resume to continue.") +
-                             QStringLiteral("\r\n\r\n") +
-                             QStringLiteral("Would you like the Monitor to be suspended now?"))) {
+            if (ask(ctx,
+                    QStringLiteral(
+                        "The Monitor must be suspended and resumed to clear the Error Warning.") +
+                        QStringLiteral("\r\n\r\n") +
+                        QStringLiteral("After it is suspended, click Resume to continue.") +
+                        QStringLiteral("\r\n\r\n") +
+                        QStringLiteral("Would you like the Monitor to be suspended now?"))) {
                 suspend();
             }
             return;

@@ -16,7 +16,7 @@ class MessageBoxes;
 // error reports are shown to the operator as well (nobody reads the log of a start that
 // failed). A log that cannot be written costs the line, never the caller.
 class FileErrorManager final : public ErrorManager {
-public:
+  public:
     static constexpr double kDefaultLimitMegabytes = 1.0;
 
     // Neither is owned; both must outlive the manager. `boxes` may be null (nothing shown).
@@ -43,7 +43,7 @@ public:
     void ClearLogFile() override;
     void Conceal(const QString& secret) override;
 
-private:
+  private:
     // ErrorText without trailing line breaks and with every secret masked.
     QString reportText() const;
     void append(const QByteArray& line);

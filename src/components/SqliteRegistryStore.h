@@ -15,7 +15,7 @@ class RegistryDatabase;
 // made by one factory share one connection with prepared statements; every read sees the last
 // committed write of any process.
 class SqliteRegistryStore final : public RegistryStore {
-public:
+  public:
     explicit SqliteRegistryStore(std::shared_ptr<RegistryDatabase> database);
     ~SqliteRegistryStore() override;
 
@@ -24,8 +24,8 @@ public:
     // Stores on the file at `path`, opened on first use and shared by every store it makes.
     static Factory<RegistryStore> factory(const QString& path);
 
-    int QueryValue(std::uint32_t hive, const QString& keyPath, const QString& name,
-                   QVariant& value, int& type) override;
+    int QueryValue(std::uint32_t hive, const QString& keyPath, const QString& name, QVariant& value,
+                   int& type) override;
     int SetValue(std::uint32_t hive, const QString& keyPath, const QString& name,
                  const QVariant& value, int type, bool createKey) override;
     int DropValue(std::uint32_t hive, const QString& keyPath, const QString& name) override;
@@ -33,7 +33,7 @@ public:
     int ListValues(std::uint32_t hive, const QString& keyPath,
                    std::vector<Entry>& entries) override;
 
-private:
+  private:
     std::shared_ptr<RegistryDatabase> database_;
 };
 

@@ -9,13 +9,13 @@ namespace hvx {
 // set, otherwise $XDG_DATA_HOME/halvex/help-desk (default ~/.local/share). The folder is
 // created when missing; the answer is empty when it cannot be made or written.
 class StoreLocalFolder final : public LocalFolder {
-public:
+  public:
     explicit StoreLocalFolder(Factory<RegistryStore> store);
 
     void SetRegistryPath(const QString& path) override { registryPath_ = path; }
     QString GetLocalFolder() override;
 
-private:
+  private:
     Factory<RegistryStore> store_;
     QString registryPath_;
 };

@@ -16,9 +16,10 @@ class ProcessLauncher;
 // SUPPORT_EMAIL when there is one; where no mail client can be started, the operator is told
 // where the bundle lies.
 class SupportBundleSender final : public LogSender {
-public:
+  public:
     // None is owned; all must outlive the sender.
-    SupportBundleSender(const Clock& clock, MessageBoxes& boxes, ProcessLauncher& launcher, QString title);
+    SupportBundleSender(const Clock& clock, MessageBoxes& boxes, ProcessLauncher& launcher,
+                        QString title);
 
     void SetErrorManager(ErrorManager* errorManager) override { errorManager_ = errorManager; }
     void SetTermTranslator(const TermTranslator* translator) override { translator_ = translator; }
@@ -28,7 +29,7 @@ public:
     // Writes the bundle and answers its path; empty when it could not be written.
     QString writeBundle() const;
 
-private:
+  private:
     const Clock& clock_;
     MessageBoxes& boxes_;
     ProcessLauncher& launcher_;

@@ -11,7 +11,7 @@ class ErrorManager;
 
 // A forward-only query result. Field values are null QVariants for SQL nulls.
 class Recordset {
-public:
+  public:
     virtual ~Recordset() = default;
     // No current row: past the last row, or the result was empty.
     virtual bool AtEnd() const = 0;
@@ -27,7 +27,7 @@ public:
 // The help-desk database, as named by db.ini. Members in the product's order; the ones
 // the program does not use are left out.
 class DatabaseManager {
-public:
+  public:
     virtual ~DatabaseManager() = default;
 
     virtual bool NeedsReset() const = 0;

@@ -53,7 +53,8 @@ QDate DateValue::date() const {
 }
 
 QTime DateValue::time() const {
-    const std::int64_t secondsOfDay = seconds_ - floorDiv(seconds_, kSecondsPerDay) * kSecondsPerDay;
+    const std::int64_t secondsOfDay =
+        seconds_ - floorDiv(seconds_, kSecondsPerDay) * kSecondsPerDay;
     return QTime::fromMSecsSinceStartOfDay(static_cast<int>(secondsOfDay * 1000));
 }
 

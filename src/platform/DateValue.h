@@ -13,7 +13,7 @@ namespace hvx {
 // The program's date type: a naive local date and time with whole seconds, counted from the
 // zero date, 30 December 1899 00:00:00. A null date read from a database is the zero date.
 class DateValue {
-public:
+  public:
     constexpr DateValue() = default;
 
     static DateValue zero() { return {}; }
@@ -42,7 +42,7 @@ public:
 
     auto operator<=>(const DateValue&) const = default;
 
-private:
+  private:
     std::int64_t seconds_ = 0;
 };
 

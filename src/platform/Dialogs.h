@@ -9,7 +9,7 @@ namespace hvx {
 
 // Asks what to do with the unsent messages that are more than a week old.
 class DeleteOldMessagesDialog {
-public:
+  public:
     // UserChoice values.
     static constexpr int kNoChoice = 0;
     static constexpr int kKeep = 1;
@@ -27,7 +27,7 @@ public:
 // A question with one of four button sets and a box with which the operator turns it off for
 // good: the dialog itself records the turn-off under "Warnings" however it closes.
 class MessageWithTurnOffDialog {
-public:
+  public:
     // PictureType values: the icon codes of a standard message box.
     static constexpr long kQuestion = 32;
     static constexpr long kExclamation = 48;
@@ -53,14 +53,14 @@ public:
 // them when the operator confirms. It reads and writes the store itself, so the caller only
 // shows it.
 class OperatorNameDialog {
-public:
+  public:
     virtual ~OperatorNameDialog() = default;
     virtual void Show() = 0;
 };
 
 // Lets the operator choose which Monitor instance to be, from monitornames.txt.
 class MonitorNamesDialog {
-public:
+  public:
     virtual ~MonitorNamesDialog() = default;
     virtual void Show() = 0;
     // True unless OK succeeded.

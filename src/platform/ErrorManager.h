@@ -7,7 +7,7 @@ namespace hvx {
 // The one error and log object of a process. Members carry the names the rest of the
 // product knows them by; the setters are kept separate so the order of writes is visible.
 class ErrorManager {
-public:
+  public:
     virtual ~ErrorManager() = default;
 
     virtual void SetErrorNumber(long number) = 0;

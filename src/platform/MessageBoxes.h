@@ -26,7 +26,7 @@ struct MessageBoxRequest {
 
 // Every message box of the program goes through here. Modal: returns when answered.
 class MessageBoxes {
-public:
+  public:
     virtual ~MessageBoxes() = default;
     virtual MessageAnswer Show(const MessageBoxRequest& request) = 0;
 };

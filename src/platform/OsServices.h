@@ -12,7 +12,7 @@ namespace hvx {
 // OS or the toolkit themselves.
 
 class ComputerInfo {
-public:
+  public:
     virtual ~ComputerInfo() = default;
     // Nothing when the name cannot be had.
     virtual std::optional<QString> computerName() const = 0;
@@ -21,13 +21,13 @@ public:
 // Whether another copy of this program runs for this user. The first copy to ask holds the
 // claim for the rest of its life.
 class InstanceGuard {
-public:
+  public:
     virtual ~InstanceGuard() = default;
     virtual bool anotherCopyRunning() = 0;
 };
 
 class UserInterface {
-public:
+  public:
     virtual ~UserInterface() = default;
     // Lets pending window events run once.
     virtual void processEvents() = 0;
@@ -48,7 +48,7 @@ struct LaunchResult {
 
 // Starts programs without a shell and without waiting for them.
 class ProcessLauncher {
-public:
+  public:
     virtual ~ProcessLauncher() = default;
     virtual LaunchResult start(const QString& program, const QStringList& arguments,
                                WindowStyle style) = 0;
@@ -56,7 +56,7 @@ public:
 
 // Held while a top-level window with that caption exists; released when the window goes.
 class CaptionAnnouncement {
-public:
+  public:
     virtual ~CaptionAnnouncement() = default;
     virtual void setCaption(const QString& caption) = 0;
 };
@@ -64,7 +64,7 @@ public:
 // Top-level windows by exact caption, across processes of this user (and HVX_SESSION),
 // hidden and minimized windows included.
 class WindowDirectory {
-public:
+  public:
     virtual ~WindowDirectory() = default;
     virtual bool findWindow(const QString& caption) const = 0;
     virtual std::unique_ptr<CaptionAnnouncement> announce(const QString& caption) = 0;
@@ -72,7 +72,7 @@ public:
 
 // Opens a file with the program the desktop associates with its type.
 class FileOpener {
-public:
+  public:
     virtual ~FileOpener() = default;
     // The program that opens files like this one; nothing when there is none.
     virtual std::optional<QString> associatedProgram(const QString& file) const = 0;

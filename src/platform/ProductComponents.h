@@ -14,7 +14,7 @@ class ErrorManager;
 
 // Finds the user's working folder (where the log lies).
 class LocalFolder {
-public:
+  public:
     virtual ~LocalFolder() = default;
     virtual void SetRegistryPath(const QString& path) = 0;
     // Empty when no usable folder could be found or made.
@@ -22,7 +22,7 @@ public:
 };
 
 class Splash {
-public:
+  public:
     virtual ~Splash() = default;
     virtual void ShowSplash(long style) = 0;
     // Closing twice is harmless.
@@ -32,7 +32,7 @@ public:
 // The product's words: terms read from the database, and the translation of "[[KEY]]"
 // placeholders in a window's captions.
 class TermTranslator {
-public:
+  public:
     virtual ~TermTranslator() = default;
     // Not owned; must outlive the translator's use of it.
     virtual void SetDatabase(DatabaseManager* database) = 0;
@@ -46,7 +46,7 @@ public:
 
 // Asks the operator for the database and writes db.ini into the application folder.
 class ConnectionWizard {
-public:
+  public:
     virtual ~ConnectionWizard() = default;
     virtual void SetErrorManager(ErrorManager* errorManager) = 0;
     virtual void ShowDialog() = 0;
@@ -55,7 +55,7 @@ public:
 
 // Gets the log to the product's support: how and where is the sender's own business.
 class LogSender {
-public:
+  public:
     virtual ~LogSender() = default;
     virtual void SetErrorManager(ErrorManager* errorManager) = 0;
     virtual void SetTermTranslator(const TermTranslator* translator) = 0;

@@ -12,7 +12,7 @@ namespace hvx {
 // names compare without regard to ASCII case. Statuses are whole numbers: 0 success,
 // kStatusNotFound for a missing key or value, anything else a failure of the store itself.
 class RegistryStore {
-public:
+  public:
     static constexpr std::uint32_t kCurrentUser = 0x80000001;
     static constexpr int kTypeString = 1;
     static constexpr int kTypeNumber = 4;

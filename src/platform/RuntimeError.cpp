@@ -38,7 +38,8 @@ QString standardErrorDescription(long number) {
         case err::CannotCreateComponent:
             return QStringLiteral("Component cannot be created");
         case err::KeyAlreadyInCollection:
-            return QStringLiteral("This key is already associated with an element of this collection");
+            return QStringLiteral(
+                "This key is already associated with an element of this collection");
         default:
             return QStringLiteral("Application-defined or object-defined error");
     }

@@ -26,7 +26,7 @@ inline constexpr long KeyAlreadyInCollection = 457;
 // A run-time error: a number and a description. Procedures with an error trap catch it and
 // report it; it must never leave a Qt slot uncaught.
 class RuntimeError : public std::exception {
-public:
+  public:
     RuntimeError(long number, QString description);
 
     // The error with the classic description of its number.
@@ -36,7 +36,7 @@ public:
     const QString& description() const noexcept { return description_; }
     const char* what() const noexcept override { return what_.c_str(); }
 
-private:
+  private:
     long number_;
     QString description_;
     std::string what_;

@@ -10,14 +10,14 @@ namespace hvx {
 // "SQLSERVER", compared without regard to case). No statement holds a value that did not
 // pass through one of these.
 class SqlStringFormatter {
-public:
+  public:
     virtual ~SqlStringFormatter() = default;
     virtual void SetDatabaseType(const QString& type) = 0;
     virtual QString FormatText(const QString& text) const = 0;
 };
 
 class SqlValueFormatter {
-public:
+  public:
     virtual ~SqlValueFormatter() = default;
     virtual void SetDatabaseType(const QString& type) = 0;
     // The database stores exactly the moment the literal names, so a stamp formatted again

@@ -6,7 +6,7 @@ namespace hvx {
 
 // The product's string table: texts by number.
 class StringTable {
-public:
+  public:
     // The ids the Monitor loads.
     static constexpr long kLocalFolderRegistryPath = 1024;
     static constexpr long kTermContext = 1028;

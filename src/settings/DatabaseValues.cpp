@@ -57,7 +57,8 @@ DateValue dateFromField(const QVariant& value) {
     const QString text = value.toString().trimmed();
     const qsizetype split = text.indexOf(QRegularExpression(QStringLiteral("[ T]")));
     const QDate date = QDate::fromString(split < 0 ? text : text.left(split), Qt::ISODate);
-    const QTime time = split < 0 ? QTime(0, 0) : QTime::fromString(text.mid(split + 1), Qt::ISODateWithMs);
+    const QTime time =
+        split < 0 ? QTime(0, 0) : QTime::fromString(text.mid(split + 1), Qt::ISODateWithMs);
     if (date.isValid() && time.isValid()) {
         return DateValue::fromParts(date, time);
     }

@@ -55,13 +55,16 @@ QString oldMessagesWarning(int count) {
     return QStringLiteral("WARNING: There are ") + QString::number(count) +
            QStringLiteral(" unsent messages in the Messages table which are over a week old.") +
            QStringLiteral(" ") +
-           QStringLiteral("This suggests that the Monitor has not been used to send email for at "
-                          "least a week.") +
+           QStringLiteral(
+               "This suggests that the Monitor has not been used to send email for at "
+               "least a week.") +
            QStringLiteral("\r\n\r\n") +
-           QStringLiteral("It may be that you are using features such as Email on Assignment, "
-                          "Email on Closed, etc., but you have not been using ") +
+           QStringLiteral(
+               "It may be that you are using features such as Email on Assignment, "
+               "Email on Closed, etc., but you have not been using ") +
            QStringLiteral("the Monitor to send the related alerts.") + QStringLiteral("\r\n\r\n") +
-           QStringLiteral("IF YOU CHOOSE NOT TO DELETE THE OLD MESSAGES, THEY WILL ALL BE SENT NOW.");
+           QStringLiteral(
+               "IF YOU CHOOSE NOT TO DELETE THE OLD MESSAGES, THEY WILL ALL BE SENT NOW.");
 }
 
 int CheckOldUnsentMessages(AppContext& ctx, bool sendEmailTicked) {
@@ -97,8 +100,9 @@ int CheckOldUnsentMessages(AppContext& ctx, bool sendEmailTicked) {
         }
         if (cancelled) {
             result = oldMessages::kCancelled;
-            trace(ctx, QStringLiteral("Unsent message deletion was cancelled.  The Monitor will not "
-                                      "be started"));
+            trace(ctx,
+                  QStringLiteral("Unsent message deletion was cancelled.  The Monitor will not "
+                                 "be started"));
             return;
         }
         QString statement;

@@ -1,8 +1,8 @@
 #include "cAppSetting.h"
 
 #include "DatabaseValues.h"
-#include "channel/ProcedureCodes.h"
 #include "channel/AppContext.h"
+#include "channel/ProcedureCodes.h"
 #include "platform/Clock.h"
 
 namespace hvx {
@@ -89,8 +89,9 @@ bool cAppSetting::UpdateItem() {
         return true;
     }
     ErrorManager& errors = required(ctx_->errorManager.get());
-    errors.SetErrorText(QStringLiteral("The ") + settingName_ + QStringLiteral(" setting change to ") +
-                        valueText + QStringLiteral(" wasn't saved. ") +
+    errors.SetErrorText(QStringLiteral("The ") + settingName_ +
+                        QStringLiteral(" setting change to ") + valueText +
+                        QStringLiteral(" wasn't saved. ") +
                         QStringLiteral("It was probably modified by another user or process since "
                                        "you selected it."));
     bool isTrace = false;

@@ -14,7 +14,7 @@ struct AppContext;
 // optimistic: it succeeds only while the row's LastModified is still the stamp this object
 // read or wrote last. Catches nothing: errors reach the caller with the step's code stored.
 class cAppSetting {
-public:
+  public:
     explicit cAppSetting(AppContext& ctx) : ctx_(&ctx) {}
 
     QString SettingName() const { return settingName_; }
@@ -36,7 +36,7 @@ public:
     // Whether a row of that name exists, deleted or not.
     bool CheckExists();
 
-private:
+  private:
     QString whereName() const;
     QString settingValueText() const;
 

@@ -43,7 +43,8 @@ std::size_t cAppSettings::indexOf(const QString& key) const {
     if (found == byKey_.cend()) {
         throw RuntimeError::standard(err::InvalidArgument);
     }
-    return static_cast<std::size_t>(std::find(items_.begin(), items_.end(), *found) - items_.begin());
+    return static_cast<std::size_t>(std::find(items_.begin(), items_.end(), *found) -
+                                    items_.begin());
 }
 
 std::size_t cAppSettings::indexOf(int position) const {

@@ -14,7 +14,7 @@ namespace hvx {
 // to ASCII case. Items are shared: changing the item that Item returns changes the
 // collection's. Catches nothing: a missing key or position, or a duplicate name, raises.
 class cAppSettings {
-public:
+  public:
     using Items = std::vector<std::shared_ptr<cAppSetting>>;
 
     explicit cAppSettings(AppContext& ctx) : ctx_(&ctx) {}
@@ -39,7 +39,7 @@ public:
     // collection holds, so a second Find on one collection fails at its first row.
     bool Find(const QString& OrderBy = QString());
 
-private:
+  private:
     static QString keyOf(const QString& name);
     std::size_t indexOf(const QString& key) const;
     std::size_t indexOf(int position) const;

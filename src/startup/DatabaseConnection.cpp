@@ -64,7 +64,8 @@ bool moveWizardDbIni(AppContext& ctx, const QString& target) {
     if (!file.copy(dbIniIn(target))) {
         const RuntimeError error = fileError(file);
         exclaim(ctx, error.description() + QStringLiteral(" (") + QString::number(error.number()) +
-                         QStringLiteral(") when copying ") + source + QStringLiteral(" to ") + target);
+                         QStringLiteral(") when copying ") + source + QStringLiteral(" to ") +
+                         target);
         return false;
     }
     return deleteDbIni(ctx, ctx.env.applicationFolder);
@@ -116,7 +117,8 @@ bool ConnectDatabase(AppContext& ctx, SystemSettings& settings, LoginStatus& sta
                     return;
                 }
                 ctx.procedureCode = code::kConnectDatabaseCopyDbIni;
-                if (!sameFolder(ctx.env.applicationFolder, folder) && !moveWizardDbIni(ctx, folder)) {
+                if (!sameFolder(ctx.env.applicationFolder, folder) &&
+                    !moveWizardDbIni(ctx, folder)) {
                     return;
                 }
                 ctx.procedureCode = code::kConnectDatabaseAfterWizard;
@@ -131,9 +133,10 @@ bool ConnectDatabase(AppContext& ctx, SystemSettings& settings, LoginStatus& sta
             if (result == 0) {
                 const MessageAnswer answer =
                     required(ctx.env.messageBoxes)
-                        .Show({QStringLiteral("Do you want to run the Database Connection Wizard ") +
-                                   QStringLiteral("to change the database connection information?"),
-                               std::nullopt, MessageIcon::Question, MessageButtons::YesNo, 2});
+                        .Show(
+                            {QStringLiteral("Do you want to run the Database Connection Wizard ") +
+                                 QStringLiteral("to change the database connection information?"),
+                             std::nullopt, MessageIcon::Question, MessageButtons::YesNo, 2});
                 if (answer != MessageAnswer::Yes || !deleteDbIni(ctx, folder)) {
                     return;
                 }
@@ -161,7 +164,8 @@ bool ConnectDatabase(AppContext& ctx, SystemSettings& settings, LoginStatus& sta
 
         ctx.procedureCode = code::kConnectDatabaseJetCheck;
         if (database.DatabaseType().compare(QLatin1String("JET"), Qt::CaseInsensitive) == 0 &&
-            database.CheckJetDatabase(ctx.applicationTitle, QString(), QVariant(), QVariant(), 0) == 0) {
+            database.CheckJetDatabase(ctx.applicationTitle, QString(), QVariant(), QVariant(), 0) ==
+                0) {
             ctx.databaseManager.reset();
             return;
         }

@@ -44,8 +44,10 @@ struct MainRun {
 
     void applyLogFileLimit() {
         try {
-            const double limit = toDouble(
-                settings.collection->Item(QStringLiteral("MonitorLogFileLimit"))->SettingValue().toString());
+            const double limit =
+                toDouble(settings.collection->Item(QStringLiteral("MonitorLogFileLimit"))
+                             ->SettingValue()
+                             .toString());
             if (limit >= 0.1 && limit < 1000) {
                 ctx.errorManager->SetLogFileLimit(limit);
             }
@@ -75,7 +77,9 @@ struct MainRun {
         ctx.localFolderRegistryPath = GetStringResource(ctx, StringTable::kLocalFolderRegistryPath);
         ctx.registryBasePath = GetStringResource(ctx, StringTable::kRegistryBasePath);
 
-        if (QFileInfo(ctx.env.applicationFolder + QLatin1Char('/') + QLatin1String(kMonitorNamesFile)).exists()) {
+        if (QFileInfo(ctx.env.applicationFolder + QLatin1Char('/') +
+                      QLatin1String(kMonitorNamesFile))
+                .exists()) {
             if (!SelectMonitorInstance(ctx)) {
                 return false;
             }
@@ -96,8 +100,10 @@ struct MainRun {
             // A running copy owns the Controls section: ask before clearing it.
             if (required(ctx.env.instanceGuard).anotherCopyRunning()) {
                 required(ctx.env.messageBoxes)
-                    .Show({ctx.applicationTitle + QStringLiteral(" is already running on this computer"),
-                           ctx.applicationTitle, MessageIcon::Information, MessageButtons::OkOnly, 1});
+                    .Show({ctx.applicationTitle +
+                               QStringLiteral(" is already running on this computer"),
+                           ctx.applicationTitle, MessageIcon::Information, MessageButtons::OkOnly,
+                           1});
                 return false;
             }
             ownsControls = true;

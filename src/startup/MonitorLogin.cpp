@@ -53,18 +53,19 @@ bool CheckDatabaseVersion(AppContext& ctx) {
             return;
         }
         const int version = toWholeNumber(value);
-        const QString tail = QStringLiteral("Please contact your system administrator for assistance. ") +
-                             QStringLiteral("(Application Version =") +
-                             QString::number(kRequiredDatabaseVersion) +
-                             QStringLiteral(", Database Version = ") + QString::number(version) +
-                             QStringLiteral(")");
+        const QString tail =
+            QStringLiteral("Please contact your system administrator for assistance. ") +
+            QStringLiteral("(Application Version =") + QString::number(kRequiredDatabaseVersion) +
+            QStringLiteral(", Database Version = ") + QString::number(version) +
+            QStringLiteral(")");
         if (version > kRequiredDatabaseVersion) {
             critical(ctx, QStringLiteral("The application needs to be upgraded to match the "
                                          "database version.  ") +
                               tail);
         } else if (version < kRequiredDatabaseVersion) {
-            critical(ctx, QStringLiteral("The application is a later version than the database.  ") +
-                              tail);
+            critical(
+                ctx,
+                QStringLiteral("The application is a later version than the database.  ") + tail);
         } else {
             matches = true;
         }
@@ -128,11 +129,11 @@ bool LoginMonitor(AppContext& ctx, LoginStatus& status) {
     }
     const SqlStringFormatter& text = required(ctx.sqlStringFormatter.get());
     const SqlValueFormatter& values = required(ctx.sqlValueFormatter.get());
-    const QString statement =
-        QStringLiteral("update SystemUsers set ComputerName = ") + text.FormatText(ctx.computerName) +
-        QStringLiteral(", ") + QStringLiteral(" LoggedIn = ") + values.FormatBoolean(true) +
-        QStringLiteral(", LoginDate = ") + values.FormatDate(required(ctx.env.clock).now()) +
-        whereMonitor(ctx);
+    const QString statement = QStringLiteral("update SystemUsers set ComputerName = ") +
+                              text.FormatText(ctx.computerName) + QStringLiteral(", ") +
+                              QStringLiteral(" LoggedIn = ") + values.FormatBoolean(true) +
+                              QStringLiteral(", LoginDate = ") +
+                              values.FormatDate(required(ctx.env.clock).now()) + whereMonitor(ctx);
     ctx.procedureCode = code::kLoginMonitorStatement;
     long rowCount = 0;
     return required(ctx.databaseManager.get()).ExecuteStatement(statement, rowCount);
@@ -140,8 +141,8 @@ bool LoginMonitor(AppContext& ctx, LoginStatus& status) {
 
 LoginStatus CheckMonitorLogin(AppContext& ctx) {
     ctx.procedureCode = code::kCheckMonitorLogin;
-    const QString query = QStringLiteral("select * ") + QStringLiteral(" from SystemUsers") +
-                          whereMonitor(ctx);
+    const QString query =
+        QStringLiteral("select * ") + QStringLiteral(" from SystemUsers") + whereMonitor(ctx);
     ctx.procedureCode = code::kCheckMonitorLoginQuery;
     auto rows = required(ctx.databaseManager.get()).OpenRecordset(query);
     if (!rows) {
@@ -166,16 +167,19 @@ LoginStatus CheckMonitorLogin(AppContext& ctx) {
             const QString question =
                 QStringLiteral("The ") + title +
                 QStringLiteral(" user appears to be logged in already.  ") +
-                QStringLiteral("You should only continue if you know this is not so, e.g., after ") +
+                QStringLiteral(
+                    "You should only continue if you know this is not so, e.g., after ") +
                 QStringLiteral("a machine crash has left the user logged in.") +
                 QStringLiteral("\r\n\r\n") +
-                QStringLiteral("Running more than one Monitor on the same database will produce "
-                               "unpredictable results.") +
+                QStringLiteral(
+                    "Running more than one Monitor on the same database will produce "
+                    "unpredictable results.") +
                 QStringLiteral("\r\n\r\n") + QStringLiteral("Are you sure you want to start ") +
                 title + QStringLiteral("?");
-            const MessageAnswer answer = required(ctx.env.messageBoxes)
-                                             .Show({question, QStringLiteral("Already running"),
-                                                    MessageIcon::Question, MessageButtons::YesNo, 2});
+            const MessageAnswer answer =
+                required(ctx.env.messageBoxes)
+                    .Show({question, QStringLiteral("Already running"), MessageIcon::Question,
+                           MessageButtons::YesNo, 2});
             result = answer == MessageAnswer::Yes ? LoginStatus::Allowed : LoginStatus::Refused;
         }
     }
@@ -188,11 +192,10 @@ void LogoutMonitor(AppContext& ctx) {
         if (!ctx.databaseManager || ctx.databaseManager->UpdatesBlocked()) {
             return;
         }
-        const QString statement =
-            QStringLiteral("update SystemUsers ") +
-            QStringLiteral("set ComputerName = Null, LoggedIn = ") +
-            required(ctx.sqlValueFormatter.get()).FormatBoolean(false) +
-            QStringLiteral(", LoginDate = Null") + whereMonitor(ctx);
+        const QString statement = QStringLiteral("update SystemUsers ") +
+                                  QStringLiteral("set ComputerName = Null, LoggedIn = ") +
+                                  required(ctx.sqlValueFormatter.get()).FormatBoolean(false) +
+                                  QStringLiteral(", LoginDate = Null") + whereMonitor(ctx);
         ctx.procedureCode = code::kLogoutMonitorStatement;
         ctx.databaseManager->ExecuteCommand(statement, 0);
     });

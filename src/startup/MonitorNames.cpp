@@ -15,7 +15,10 @@ namespace hvx {
 namespace {
 
 QString errorText(const RuntimeError& error, long code) {
-    return QStringLiteral("Error %1, %2 (Code %3).").arg(error.number()).arg(error.description()).arg(code);
+    return QStringLiteral("Error %1, %2 (Code %3).")
+        .arg(error.number())
+        .arg(error.description())
+        .arg(code);
 }
 
 MessageBoxRequest critical(AppContext& ctx, const QString& text) {
@@ -55,8 +58,8 @@ MonitorNamesList readMonitorNames(AppContext& ctx, const QString& path) {
     } catch (const RuntimeError& error) {
         list.error = errorText(error, ctx.procedureCode);
         if (!path.isEmpty()) {
-            list.error += QStringLiteral("\r\nFile name is: ") + QFileInfo(path).absoluteFilePath() +
-                          QStringLiteral(".");
+            list.error += QStringLiteral("\r\nFile name is: ") +
+                          QFileInfo(path).absoluteFilePath() + QStringLiteral(".");
         }
         if (!line.isEmpty()) {
             list.error += QStringLiteral("\r\nCurrent line is: ") + line + QStringLiteral(".");
@@ -71,15 +74,17 @@ InstanceChoice checkInstanceChoice(AppContext& ctx, const std::vector<MonitorNam
     InstanceChoice choice;
     try {
         if (selected < 0 || selected >= static_cast<int>(entries.size())) {
-            choice.refusal = {QStringLiteral("Please select a Monitor instance."), ctx.applicationTitle,
-                              MessageIcon::Exclamation, MessageButtons::OkOnly, 1};
+            choice.refusal = {QStringLiteral("Please select a Monitor instance."),
+                              ctx.applicationTitle, MessageIcon::Exclamation,
+                              MessageButtons::OkOnly, 1};
             return choice;
         }
         const MonitorNameEntry& entry = entries[static_cast<std::size_t>(selected)];
         choice.name = entry.name.trimmed();
         if (choice.name.isEmpty()) {
-            choice.refusal = critical(ctx, QStringLiteral("The monitornames.txt file is invalid.  ") +
-                                               QStringLiteral("There must be a name for each instance."));
+            choice.refusal =
+                critical(ctx, QStringLiteral("The monitornames.txt file is invalid.  ") +
+                                  QStringLiteral("There must be a name for each instance."));
             return choice;
         }
         choice.folder = entry.folder.trimmed();
@@ -87,17 +92,20 @@ InstanceChoice checkInstanceChoice(AppContext& ctx, const std::vector<MonitorNam
             choice.folder.chop(1);
         }
         if (choice.folder.isEmpty()) {
-            choice.refusal = critical(ctx, QStringLiteral("The monitornames.txt file is invalid.  ") +
-                                               QStringLiteral("There must be a db.ini path for each instance."));
+            choice.refusal =
+                critical(ctx, QStringLiteral("The monitornames.txt file is invalid.  ") +
+                                  QStringLiteral("There must be a db.ini path for each instance."));
             return choice;
         }
         if (!QFileInfo(choice.folder + QStringLiteral("/db.ini")).isFile()) {
-            choice.refusal = critical(ctx, QStringLiteral("There is no DB.INI file in this folder, ") +
-                                               QStringLiteral("or the folder doesn't exist."));
+            choice.refusal =
+                critical(ctx, QStringLiteral("There is no DB.INI file in this folder, ") +
+                                  QStringLiteral("or the folder doesn't exist."));
             return choice;
         }
         if (required(ctx.env.windows).findWindow(choice.name + QStringLiteral(" Monitor"))) {
-            choice.refusal = critical(ctx, QStringLiteral("This monitor is already running on this computer."));
+            choice.refusal =
+                critical(ctx, QStringLiteral("This monitor is already running on this computer."));
             return choice;
         }
         choice.accepted = true;

@@ -53,7 +53,8 @@ void ShutDown(AppContext& ctx, SystemSettings& settings, bool traceTicked) {
                     state::kAborted)) {
             SaveRegValue(ctx, ctx.controlsSection, value::kCommand, command::kClose);
         }
-        SaveRegValue(ctx, QString(section::kSharedOptions), value::kTrace, booleanText(traceTicked));
+        SaveRegValue(ctx, QString(section::kSharedOptions), value::kTrace,
+                     booleanText(traceTicked));
         LogoutMonitor(ctx);
         ctx.procedureCode = code::kFormUnload;
         if (ctx.databaseManager) {

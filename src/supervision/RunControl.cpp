@@ -100,7 +100,8 @@ bool frmMonitor::HandleCoreAbort(int abortCount) {
             DeleteRegValue(ctx_, ctx_.controlsSection, value::kCommand);
             DeleteRegValue(ctx_, ctx_.controlsSection, value::kProcessing);
             writeControl(value::kState, state::kRunning);
-            WriteTrace(ctx_, QStringLiteral("Requesting the core application to restart in one minute."));
+            WriteTrace(ctx_,
+                       QStringLiteral("Requesting the core application to restart in one minute."));
             carryOn = true;
             return;
         }

@@ -30,10 +30,11 @@ void frmMonitor::ShowStatus() {
     RunTrapped(ctx_, code::kShowStatus, [&] {
         if (!isCode(readControl(value::kState, defaults::kState), state::kNotStarted)) {
             const auto minutes = minutesBetween(MonitorStartTime, required(ctx_.env.clock).now());
-            UpdateStatusBar(QStringLiteral("Monitor uptime: ") +
-                                QLocale::system().toString(static_cast<double>(minutes) / 60.0, 'f', 1) +
-                                QStringLiteral(" hours."),
-                            1);
+            UpdateStatusBar(
+                QStringLiteral("Monitor uptime: ") +
+                    QLocale::system().toString(static_cast<double>(minutes) / 60.0, 'f', 1) +
+                    QStringLiteral(" hours."),
+                1);
         }
         UpdateStatusBar(readControl(value::kStatus, defaults::kStatus), 2);
         const QString errorInfo = readControl(value::kErrorInfo, defaults::kErrorInfo);
@@ -79,10 +80,10 @@ void frmMonitor::ShowRunState() {
         } else if (isCode(state, state::kSuspended)) {
             mnuRunNow->setEnabled(false);
             mnuManualMailIn->setEnabled(false);
-            setCaption(ScheduleSuspended
-                           ? title + QStringLiteral(" (Suspended until ") +
-                                 MinutesToHHMM(ctx_, settings_.MonitorStartMinutes) + QStringLiteral(")")
-                           : title + QStringLiteral(" (Suspended)"));
+            setCaption(ScheduleSuspended ? title + QStringLiteral(" (Suspended until ") +
+                                               MinutesToHHMM(ctx_, settings_.MonitorStartMinutes) +
+                                               QStringLiteral(")")
+                                         : title + QStringLiteral(" (Suspended)"));
             ctx_.procedureCode = code::kShowRunState;
             if (cmdCommand->text().compare(QLatin1String("Resume"), Qt::CaseInsensitive) != 0) {
                 cmdCommand->setText(QStringLiteral("Resume"));

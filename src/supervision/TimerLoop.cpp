@@ -123,9 +123,8 @@ void frmMonitor::Timer1_Timer() {
 
 bool frmMonitor::IsCoreRunning() {
     bool running = false;
-    RunTrapped(ctx_, code::kIsCoreRunning, [&] {
-        running = required(ctx_.env.windows).findWindow(ctx_.coreWindowCaption);
-    });
+    RunTrapped(ctx_, code::kIsCoreRunning,
+               [&] { running = required(ctx_.env.windows).findWindow(ctx_.coreWindowCaption); });
     return running;
 }
 
@@ -142,7 +141,8 @@ bool frmMonitor::ShouldStartCore(DateValue& coreStartTime, DateValue& coreStopTi
                 return;
             }
             append("MSCA_CACT=1;");
-            if (secondsBetween(coreStopTime, required(ctx_.env.clock).now()) < kRelaunchHoldSeconds) {
+            if (secondsBetween(coreStopTime, required(ctx_.env.clock).now()) <
+                kRelaunchHoldSeconds) {
                 append("MSCA_GO=0;");
                 return;
             }
@@ -178,8 +178,8 @@ bool frmMonitor::launchCore() {
         arguments.append(ctx_.instanceName.trimmed());
     }
     ctx_.procedureCode = code::kTimerBeforeProcessStart;
-    const LaunchResult launched = required(ctx_.env.launcher)
-                                      .start(executable, arguments, WindowStyle::MinimizedNoActivate);
+    const LaunchResult launched =
+        required(ctx_.env.launcher).start(executable, arguments, WindowStyle::MinimizedNoActivate);
     if (!launched.started) {
         writeTickTrace();
         required(ctx_.env.messageBoxes)

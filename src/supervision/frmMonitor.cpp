@@ -55,9 +55,8 @@ frmMonitor::frmMonitor(AppContext& ctx, SystemSettings& settings, QWidget* paren
     connect(Timer1, &QTimer::timeout, this, &frmMonitor::Timer1_Timer);
     if (ctx_.env.windows != nullptr) {
         announcement_ = ctx_.env.windows->announce(windowTitle());
-        connect(this, &QWidget::windowTitleChanged, this, [this](const QString& caption) {
-            announcement_->setCaption(caption);
-        });
+        connect(this, &QWidget::windowTitleChanged, this,
+                [this](const QString& caption) { announcement_->setCaption(caption); });
     }
     resize(toPixels(kClientWidth), menuBar()->sizeHint().height() + toPixels(kClientHeight));
 }
@@ -194,7 +193,8 @@ void frmMonitor::buildMenus() {
     mnuRunNow->setEnabled(false);
     mnuManualMailIn = item(monitor, "mnuManualMailIn", "&Preview In-Box Messages");
     mnuManualMailIn->setEnabled(false);
-    mnuClearErrorWarning = item(monitor, "mnuClearErrorWarning", "&Clear Error Warning", Qt::Key_F6);
+    mnuClearErrorWarning =
+        item(monitor, "mnuClearErrorWarning", "&Clear Error Warning", Qt::Key_F6);
     mnuNetSendSetup = item(monitor, "mnuNetSendSetup", "&Configure Net Send options...");
 
     QMenu* log = menuBar()->addMenu(QStringLiteral("&Log"));
@@ -211,7 +211,8 @@ void frmMonitor::buildMenus() {
     connect(mnuViewErrorLog, &QAction::triggered, this, &frmMonitor::mnuViewErrorLog_Click);
     connect(mnuSendLogToHalvex, &QAction::triggered, this, &frmMonitor::mnuSendLogToHalvex_Click);
     connect(mnuClearLogFile, &QAction::triggered, this, &frmMonitor::mnuClearLogFile_Click);
-    connect(mnuClearErrorWarning, &QAction::triggered, this, &frmMonitor::mnuClearErrorWarning_Click);
+    connect(mnuClearErrorWarning, &QAction::triggered, this,
+            &frmMonitor::mnuClearErrorWarning_Click);
 }
 
 void frmMonitor::CentreForm() {
@@ -254,11 +255,10 @@ void frmMonitor::Form_Load() {
         UpdateStatusBar(ctx_.databaseDescription, 3);
         Timer1->setInterval(1000);
         Timer1->stop();
-        const QString autoStart =
-            required(settings_.collection.get())
-                .Item(QStringLiteral("AutoStartMonitor"))
-                ->SettingValue()
-                .toString();
+        const QString autoStart = required(settings_.collection.get())
+                                      .Item(QStringLiteral("AutoStartMonitor"))
+                                      ->SettingValue()
+                                      .toString();
         if (autoStart == QLatin1String("1")) {
             StartSuspendResume();
         }

@@ -30,7 +30,7 @@ struct SystemSettings;
 class frmMonitor final : public QMainWindow {
     Q_OBJECT
 
-public:
+  public:
     // Designed outer size and layout, in twips.
     static constexpr int kDesignWidth = 6030;
     static constexpr int kDesignHeight = 3765;
@@ -114,17 +114,17 @@ public:
 
     QTimer* Timer1;
 
-Q_SIGNALS:
+  Q_SIGNALS:
     // The error indicator has just come up (once per appearance): the moment for alerts.
     void errorIndicatorRaised();
 
-protected:
+  protected:
     void resizeEvent(QResizeEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     // Double clicks on the error indicator's parts.
     bool eventFilter(QObject* watched, QEvent* event) override;
 
-private:
+  private:
     void buildControls();
     void buildMenus();
     void placeTwips(QWidget* control, int left, int top, int width, int height);

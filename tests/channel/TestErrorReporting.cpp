@@ -10,7 +10,7 @@ namespace {
 
 // A database manager that only answers the reset questions.
 class ResettableDatabase final : public DatabaseManager {
-public:
+  public:
     bool needsReset = false;
     QList<bool> resets;
 
@@ -42,16 +42,17 @@ public:
 class TestErrorReporting : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void reportWritesNumberDescriptionTextInOrder() {
         test::TestEnvironment t;
         t.ctx->procedureCode = 11051;
         ReportError(*t.ctx, RuntimeError(13, QStringLiteral("Type mismatch")));
-        QCOMPARE(t.errors().writes,
-                 QStringList({QStringLiteral("ErrorNumber=13"),
-                              QStringLiteral("ErrorDescription=Type mismatch"),
-                              QStringLiteral("ErrorText=Type mismatch (Code 11051 in HvxMonitor.exe)"),
-                              QStringLiteral("Report(error)")}));
+        QCOMPARE(
+            t.errors().writes,
+            QStringList({QStringLiteral("ErrorNumber=13"),
+                         QStringLiteral("ErrorDescription=Type mismatch"),
+                         QStringLiteral("ErrorText=Type mismatch (Code 11051 in HvxMonitor.exe)"),
+                         QStringLiteral("Report(error)")}));
     }
 
     void descriptionIsKeptAsItComes() {
@@ -81,7 +82,8 @@ private Q_SLOTS:
         ReportError(*t.ctx, RuntimeError(5, QStringLiteral("anything")));
         QCOMPARE(t.boxes.shown().size(), 1u);
         const auto& box = t.boxes.shown().front();
-        QCOMPARE(box.text, QStringLiteral("System Error: Error Manager is Nothing in HvxMonitor.exe"));
+        QCOMPARE(box.text,
+                 QStringLiteral("System Error: Error Manager is Nothing in HvxMonitor.exe"));
         QCOMPARE(box.icon, MessageIcon::Critical);
         QCOMPARE(box.buttons, MessageButtons::OkOnly);
         QVERIFY(!box.title.has_value());
@@ -118,7 +120,8 @@ private Q_SLOTS:
         QVERIFY(!completed);
         QVERIFY(!after);
         QCOMPARE(t.errors().reports,
-                 QStringList{QStringLiteral("ERROR: Subscript out of range (Code 11060 in HvxMonitor.exe)")});
+                 QStringList{QStringLiteral(
+                     "ERROR: Subscript out of range (Code 11060 in HvxMonitor.exe)")});
         QVERIFY(RunTrapped(*t.ctx, 11059, [] {}));
         QCOMPARE(t.ctx->procedureCode, 11059);
     }

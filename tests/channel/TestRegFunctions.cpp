@@ -11,7 +11,7 @@ using namespace hvx;
 class TestRegFunctions : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void missingSectionReadsAsTheDefaults() {
         test::TestEnvironment t;
         AppContext& ctx = *t.ctx;
@@ -19,7 +19,8 @@ private Q_SLOTS:
         QCOMPARE(GetRegValue(ctx, controls, value::kState, defaults::kState), QStringLiteral("0"));
         QCOMPARE(GetRegValue(ctx, controls, value::kProcessing, defaults::kProcessing),
                  QStringLiteral("0"));
-        QCOMPARE(GetRegValue(ctx, controls, value::kCommand, defaults::kCommand), QStringLiteral("0"));
+        QCOMPARE(GetRegValue(ctx, controls, value::kCommand, defaults::kCommand),
+                 QStringLiteral("0"));
         QCOMPARE(GetRegValue(ctx, controls, value::kStatus, defaults::kStatus), QString());
         QCOMPARE(ctx.procedureCode, code::kGetRegValue);
     }
@@ -36,7 +37,8 @@ private Q_SLOTS:
         test::TestEnvironment t;
         AppContext& ctx = *t.ctx;
         SaveRegValue(ctx, QStringLiteral("Controls"), QStringLiteral("State"), QStringLiteral("1"));
-        SaveRegValue(ctx, QStringLiteral("Controls"), QStringLiteral("Command"), QStringLiteral("3"));
+        SaveRegValue(ctx, QStringLiteral("Controls"), QStringLiteral("Command"),
+                     QStringLiteral("3"));
         QCOMPARE(GetRegValue(ctx, QStringLiteral("CONTROLS"), QStringLiteral("state"), {}),
                  QStringLiteral("1"));
         ctx.registryBasePath = ctx.registryBasePath.toUpper();
@@ -45,7 +47,8 @@ private Q_SLOTS:
 
         DeleteRegSection(ctx, QStringLiteral("Controls"));
         QCOMPARE(ctx.procedureCode, code::kDeleteRegSection);
-        SaveRegValue(ctx, QStringLiteral("Controls"), QStringLiteral("Command"), QStringLiteral("1"));
+        SaveRegValue(ctx, QStringLiteral("Controls"), QStringLiteral("Command"),
+                     QStringLiteral("1"));
         QCOMPARE(GetRegValue(ctx, QStringLiteral("Controls"), QStringLiteral("Command"), {}),
                  QStringLiteral("1"));
         QCOMPARE(GetRegValue(ctx, QStringLiteral("Controls"), QStringLiteral("State"),

@@ -14,7 +14,8 @@ using namespace hvx::test;
 namespace {
 
 QString turnedOff(TestEnvironment& t, const char* key) {
-    return GetRegValue(*t.ctx, QStringLiteral("Warnings"), QString::fromLatin1(key), QStringLiteral("<missing>"));
+    return GetRegValue(*t.ctx, QStringLiteral("Warnings"), QString::fromLatin1(key),
+                       QStringLiteral("<missing>"));
 }
 
 std::unique_ptr<dlgMessageWithTurnOff> exitQuestion(TestEnvironment& t, const QString& message) {
@@ -39,7 +40,7 @@ T* child(QWidget* parent, const char* name) {
 class TestConfirmationDialog : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void theCloseBoxAnswersNothing() {
         TestEnvironment t;
         auto dialog = exitQuestion(t, QStringLiteral("Are you sure you want to exit?"));
@@ -53,7 +54,8 @@ private Q_SLOTS:
     void aTickedBoxIsRecordedWhateverTheAnswer() {
         TestEnvironment t;
         auto dialog = exitQuestion(t, QStringLiteral("Are you sure you want to exit?"));
-        QCOMPARE(child<QCheckBox>(dialog.get(), "chkNoMore")->text(), QStringLiteral("Don't ask me this again"));
+        QCOMPARE(child<QCheckBox>(dialog.get(), "chkNoMore")->text(),
+                 QStringLiteral("Don't ask me this again"));
         child<QCheckBox>(dialog.get(), "chkNoMore")->setChecked(true);
         child<QPushButton>(dialog.get(), "cmdNo")->click();
         QCOMPARE(dialog->Response(), 7L);
@@ -73,7 +75,8 @@ private Q_SLOTS:
         QCOMPARE(dialog.Response(), 2L);
         QVERIFY(dialog.Cancelled());
         std::vector<RegistryStore::Entry> warnings;
-        t.env.registryStore()->ListValues(RegistryStore::kCurrentUser, sectionKeyPath(*t.ctx, QStringLiteral("Warnings")),
+        t.env.registryStore()->ListValues(RegistryStore::kCurrentUser,
+                                          sectionKeyPath(*t.ctx, QStringLiteral("Warnings")),
                                           warnings);
         QVERIFY(warnings.empty());
     }
@@ -83,14 +86,18 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("visible");
         QTest::addColumn<QList<int>>("lefts");
         QTest::addColumn<QString>("defaultButton");
-        QTest::newRow("OK only wins over YesNo") << 0 << QStringList{QStringLiteral("cmdOK")} << QList<int>{5550}
-                                                 << QStringLiteral("cmdOK");
-        QTest::newRow("OK Cancel") << 1 << QStringList{QStringLiteral("cmdCancel"), QStringLiteral("cmdOK")}
-                                   << QList<int>{5550, 4275} << QStringLiteral("cmdOK");
-        QTest::newRow("Yes No") << 2 << QStringList{QStringLiteral("cmdNo"), QStringLiteral("cmdYes")}
+        QTest::newRow("OK only wins over YesNo") << 0 << QStringList{QStringLiteral("cmdOK")}
+                                                 << QList<int>{5550} << QStringLiteral("cmdOK");
+        QTest::newRow("OK Cancel")
+            << 1 << QStringList{QStringLiteral("cmdCancel"), QStringLiteral("cmdOK")}
+            << QList<int>{5550, 4275} << QStringLiteral("cmdOK");
+        QTest::newRow("Yes No") << 2
+                                << QStringList{QStringLiteral("cmdNo"), QStringLiteral("cmdYes")}
                                 << QList<int>{5550, 4275} << QStringLiteral("cmdYes");
         QTest::newRow("Yes No Cancel")
-            << 3 << QStringList{QStringLiteral("cmdCancel"), QStringLiteral("cmdNo"), QStringLiteral("cmdYes")}
+            << 3
+            << QStringList{QStringLiteral("cmdCancel"), QStringLiteral("cmdNo"),
+                           QStringLiteral("cmdYes")}
             << QList<int>{5550, 4275, 3000} << QStringLiteral("cmdYes");
     }
     void buttonSets() {
@@ -120,7 +127,9 @@ private Q_SLOTS:
     void aLongMessageGrowsTheDialogAndKeepsTheGap() {
         TestEnvironment t;
         auto shortOne = exitQuestion(t, QStringLiteral("Exit?"));
-        auto longOne = exitQuestion(t, QString(40, QLatin1Char(' ')).replace(QLatin1Char(' '), QStringLiteral("A rather long sentence. ")));
+        auto longOne = exitQuestion(
+            t, QString(40, QLatin1Char(' '))
+                   .replace(QLatin1Char(' '), QStringLiteral("A rather long sentence. ")));
         for (dlgMessageWithTurnOff* dialog : {shortOne.get(), longOne.get()}) {
             const QRect label = dialog->twipsGeometry(child<QLabel>(dialog, "Label1"));
             const QRect yes = dialog->twipsGeometry(child<QPushButton>(dialog, "cmdYes"));

@@ -24,14 +24,19 @@ struct LogRig {
             file.write("2026-11-23 10:00:00  TRACE  Started\n");
         }
         window = std::make_unique<frmMonitor>(*t.ctx, settings);
-        window->findChild<QPushButton*>(QStringLiteral("cmdCommand"))->setText(QStringLiteral("Suspend"));
+        window->findChild<QPushButton*>(QStringLiteral("cmdCommand"))
+            ->setText(QStringLiteral("Suspend"));
         setState("1");
-        SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("Command"), QStringLiteral("0"));
+        SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("Command"),
+                     QStringLiteral("0"));
     }
     void setState(const char* state) {
-        SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("State"), QString::fromLatin1(state));
+        SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("State"),
+                     QString::fromLatin1(state));
     }
-    QString command() { return GetRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("Command"), {}); }
+    QString command() {
+        return GetRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("Command"), {});
+    }
 
     TestEnvironment t;
     SystemSettings settings;
@@ -40,14 +45,15 @@ struct LogRig {
 };
 
 const QString kSuspendFirst = QStringLiteral(
-    "The Monitor must be suspended before you do this.  Would you like the Monitor to be suspended now?");
+    "The Monitor must be suspended before you do this.  Would you like the Monitor to be suspended "
+    "now?");
 
 }  // namespace
 
 class TestLogCommands : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void aMissingLogIsEmptyWithoutAQuestion() {
         LogRig r;
         QFile::remove(r.log);
@@ -76,20 +82,24 @@ private Q_SLOTS:
         r.setState("2");
         r.t.fileOpener.program.reset();
         r.window->mnuViewErrorLog_Click();
-        QCOMPARE(r.t.boxes.texts().last(), QStringLiteral("Could not find a program associated with ") + r.log +
-                                               QStringLiteral(". Please open the file using your normal text editor."));
+        QCOMPARE(r.t.boxes.texts().last(),
+                 QStringLiteral("Could not find a program associated with ") + r.log +
+                     QStringLiteral(". Please open the file using your normal text editor."));
         r.t.fileOpener.program = QStringLiteral("/usr/bin/editor");
         r.t.fileOpener.opens = false;
         r.window->mnuViewErrorLog_Click();
-        QCOMPARE(r.t.boxes.texts().last(), QLatin1Char('"') + r.log +
-                                               QStringLiteral("\" was not opened. Please open the file using your normal text editor."));
+        QCOMPARE(r.t.boxes.texts().last(),
+                 QLatin1Char('"') + r.log +
+                     QStringLiteral(
+                         "\" was not opened. Please open the file using your normal text editor."));
         QCOMPARE(r.t.boxes.shown().back().icon, MessageIcon::Exclamation);
     }
 
     void aDoubleClickOnTheIndicatorViews() {
         LogRig r;
         r.setState("0");
-        QTest::mouseDClick(r.window->findChild<QFrame*>(QStringLiteral("ErrorLogFrame")), Qt::LeftButton);
+        QTest::mouseDClick(r.window->findChild<QFrame*>(QStringLiteral("ErrorLogFrame")),
+                           Qt::LeftButton);
         QCOMPARE(r.t.fileOpener.opened.size(), 1);
     }
 
@@ -97,27 +107,33 @@ private Q_SLOTS:
         LogRig r;
         r.t.boxes.queue(MessageAnswer::Yes);
         r.window->mnuClearLogFile_Click();
-        QCOMPARE(r.t.boxes.texts(), QStringList{QStringLiteral("Are you sure you want to clear the log file?")});
+        QCOMPARE(r.t.boxes.texts(),
+                 QStringList{QStringLiteral("Are you sure you want to clear the log file?")});
         QCOMPARE(r.t.errors().writes.last(), QStringLiteral("ClearLogFile()"));
         QCOMPARE(r.command(), QStringLiteral("0"));
     }
 
     void clearingTheWarningWhileRunningOnlyOffersToSuspend() {
         LogRig r;
-        SaveRegValue(*r.t.ctx, r.t.ctx->controlsSection, QStringLiteral("ErrorInfo"), QStringLiteral("mail down"));
+        SaveRegValue(*r.t.ctx, r.t.ctx->controlsSection, QStringLiteral("ErrorInfo"),
+                     QStringLiteral("mail down"));
         r.window->ShowStatus();
         auto* indicator = r.window->findChild<QFrame*>(QStringLiteral("ErrorLogFrame"));
         QVERIFY(indicator->isVisibleTo(r.window.get()));
         r.t.boxes.queue(MessageAnswer::Yes);
         r.window->mnuClearErrorWarning_Click();
-        QVERIFY(r.t.boxes.texts().front().startsWith(QStringLiteral("The Monitor must be suspended and resumed to clear the Error Warning.\r\n\r\n")));
+        QVERIFY(r.t.boxes.texts().front().startsWith(QStringLiteral(
+            "The Monitor must be suspended and resumed to clear the Error Warning.\r\n\r\n")));
         QCOMPARE(r.command(), QStringLiteral("3"));
-        QCOMPARE(GetRegValue(*r.t.ctx, r.t.ctx->controlsSection, QStringLiteral("ErrorInfo"), {}), QStringLiteral("mail down"));
+        QCOMPARE(GetRegValue(*r.t.ctx, r.t.ctx->controlsSection, QStringLiteral("ErrorInfo"), {}),
+                 QStringLiteral("mail down"));
         QVERIFY(indicator->isVisibleTo(r.window.get()));
 
         r.setState("2");
         r.window->mnuClearErrorWarning_Click();
-        QCOMPARE(GetRegValue(*r.t.ctx, r.t.ctx->controlsSection, QStringLiteral("ErrorInfo"), QStringLiteral("<missing>")), QString());
+        QCOMPARE(GetRegValue(*r.t.ctx, r.t.ctx->controlsSection, QStringLiteral("ErrorInfo"),
+                             QStringLiteral("<missing>")),
+                 QString());
         QVERIFY(!indicator->isVisibleTo(r.window.get()));
     }
 
@@ -126,7 +142,9 @@ private Q_SLOTS:
         r.t.ctx->shortCompanyName = QStringLiteral("Halvex");
         r.t.boxes.queue(MessageAnswer::No);
         r.window->mnuSendLogToHalvex_Click();
-        QCOMPARE(r.t.boxes.texts(), QStringList{QStringLiteral("Are you sure you want to send the log file to Halvex Support?")});
+        QCOMPARE(r.t.boxes.texts(),
+                 QStringList{QStringLiteral(
+                     "Are you sure you want to send the log file to Halvex Support?")});
         QCOMPARE(r.command(), QStringLiteral("0"));
     }
 };

@@ -38,7 +38,7 @@ class TestFileErrorManager : public QObject {
 
     QString freshLog(const char* name) { return dir_.filePath(QString::fromLatin1(name)); }
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void linesAreStampedAndMarked() {
         FileErrorManager manager(clock_, nullptr);
         manager.SetLogFile(freshLog("marks.txt"));
@@ -77,9 +77,7 @@ private Q_SLOTS:
         const auto lines = logLines(manager.LogFile());
         QVERIFY(lines.last().endsWith("line 100000 of the trace"));
         // Whole lines only, and in order: each line's number is one more than the previous one.
-        const auto numberOf = [](const QByteArray& line) {
-            return line.split(' ').at(6).toInt();
-        };
+        const auto numberOf = [](const QByteArray& line) { return line.split(' ').at(6).toInt(); };
         for (qsizetype i = 1; i < lines.size(); ++i) {
             QCOMPARE(numberOf(lines[i]), numberOf(lines[i - 1]) + 1);
         }

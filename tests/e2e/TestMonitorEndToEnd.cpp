@@ -23,7 +23,7 @@ const QString kTitle = QStringLiteral("Help Desk Monitor");
 // The real programs in an application folder of their own, on a demo file database, with a
 // private store, session and log folder, answering every box and dialog from a queue.
 class Installation {
-public:
+  public:
     // The session is made unique to this run: two runs of this test on one machine (two build
     // folders) must not see each other's windows.
     explicit Installation(const QString& name)
@@ -32,18 +32,22 @@ public:
         app = dir.filePath(QStringLiteral("app"));
         QDir().mkpath(app);
         for (const char* program : {"HvxMonitor", "HvxMonCore"}) {
-            QFile::copy(bin + QLatin1Char('/') + QLatin1String(program), app + QLatin1Char('/') + QLatin1String(program));
+            QFile::copy(bin + QLatin1Char('/') + QLatin1String(program),
+                        app + QLatin1Char('/') + QLatin1String(program));
         }
         QProcess setup;
-        setup.start(bin + QStringLiteral("/hvx-dbsetup"), {QStringLiteral("--db-ini"), app, QStringLiteral("--demo")});
+        setup.start(bin + QStringLiteral("/hvx-dbsetup"),
+                    {QStringLiteral("--db-ini"), app, QStringLiteral("--demo")});
         setup.waitForFinished(30000);
         ok = setup.exitCode() == 0;
         environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("HVX_REGISTRY"), dir.filePath(QStringLiteral("registry.sqlite3")));
+        environment.insert(QStringLiteral("HVX_REGISTRY"),
+                           dir.filePath(QStringLiteral("registry.sqlite3")));
         environment.insert(QStringLiteral("HVX_SESSION"), session);
         environment.insert(QStringLiteral("XDG_DATA_HOME"), dir.filePath(QStringLiteral("data")));
         environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        environment.insert(QStringLiteral("HVX_UNATTENDED"), dir.filePath(QStringLiteral("boxes.jsonl")));
+        environment.insert(QStringLiteral("HVX_UNATTENDED"),
+                           dir.filePath(QStringLiteral("boxes.jsonl")));
         // This process looks up the programs' windows in the same session.
         qputenv("HVX_SESSION", session.toUtf8());
         store = SqliteRegistryStore::factory(dir.filePath(QStringLiteral("registry.sqlite3")));
@@ -56,7 +60,8 @@ public:
             db.setDatabaseName(app + QStringLiteral("/helpdesk.sqlite3"));
             db.open();
             QSqlQuery query(db);
-            query.prepare(QStringLiteral("update Settings set SettingValue = ? where SettingName = ?"));
+            query.prepare(
+                QStringLiteral("update Settings set SettingValue = ? where SettingName = ?"));
             query.addBindValue(value);
             query.addBindValue(name);
             query.exec();
@@ -79,13 +84,15 @@ public:
     QString control(const char* name) {
         QVariant value;
         int type = 0;
-        const int status = store()->QueryValue(RegistryStore::kCurrentUser, kBase + QStringLiteral("Controls"),
-                                              QString::fromLatin1(name), value, type);
+        const int status =
+            store()->QueryValue(RegistryStore::kCurrentUser, kBase + QStringLiteral("Controls"),
+                                QString::fromLatin1(name), value, type);
         return status == RegistryStore::kStatusOk ? value.toString() : QStringLiteral("<missing>");
     }
     void setControl(const char* name, const char* value) {
-        store()->SetValue(RegistryStore::kCurrentUser, kBase + QStringLiteral("Controls"), QString::fromLatin1(name),
-                          QString::fromLatin1(value), RegistryStore::kTypeString, true);
+        store()->SetValue(RegistryStore::kCurrentUser, kBase + QStringLiteral("Controls"),
+                          QString::fromLatin1(name), QString::fromLatin1(value),
+                          RegistryStore::kTypeString, true);
     }
     bool window(const QString& caption) const { return windows.findWindow(caption); }
     QString boxes() const {
@@ -103,7 +110,9 @@ public:
             QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection);
             db.setDatabaseName(app + QStringLiteral("/helpdesk.sqlite3"));
             db.open();
-            QSqlQuery query(QStringLiteral("select %1 from SystemUsers where Login = 'Monitor'").arg(QLatin1String(column)), db);
+            QSqlQuery query(QStringLiteral("select %1 from SystemUsers where Login = 'Monitor'")
+                                .arg(QLatin1String(column)),
+                            db);
             value = query.next() ? query.value(0) : QVariant();
         }
         QSqlDatabase::removeDatabase(connection);
@@ -137,7 +146,7 @@ public:
 class TestMonitorEndToEnd : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void supervisesTheCoreFromStartToExit() {
         Installation i(QStringLiteral("e2e-supervise"));
         QVERIFY(i.ok);
@@ -172,7 +181,8 @@ private Q_SLOTS:
         QProcess* second = i.startMonitor();
         QVERIFY(second->waitForFinished(10000));
         QVERIFY(second->exitCode() != 0);
-        QVERIFY(i.boxes().contains(QStringLiteral("Halvex Help Desk Monitor is already running on this computer")));
+        QVERIFY(i.boxes().contains(
+            QStringLiteral("Halvex Help Desk Monitor is already running on this computer")));
         QVERIFY(i.window(kTitle));
     }
 
@@ -199,20 +209,26 @@ private Q_SLOTS:
         int type = 0;
         for (const char* instance : {"North", "South"}) {
             const QString section = kBase + QStringLiteral("Controls:") + QLatin1String(instance);
-            QCOMPARE(i.store()->QueryValue(RegistryStore::kCurrentUser, section, QStringLiteral("DBINIPath"), value, type), 0);
+            QCOMPARE(i.store()->QueryValue(RegistryStore::kCurrentUser, section,
+                                           QStringLiteral("DBINIPath"), value, type),
+                     0);
             QCOMPARE(value.toString(), i.dir.filePath(QString::fromLatin1(instance)));
-            QCOMPARE(i.store()->QueryValue(RegistryStore::kCurrentUser, section, QStringLiteral("MonitorTicks"), value, type), 0);
+            QCOMPARE(i.store()->QueryValue(RegistryStore::kCurrentUser, section,
+                                           QStringLiteral("MonitorTicks"), value, type),
+                     0);
         }
         QProcess* again = i.startMonitor(QStringLiteral("select:North"));
         QVERIFY(again->waitForFinished(15000));
-        QVERIFY(i.boxes().contains(QStringLiteral("This monitor is already running on this computer.")));
+        QVERIFY(i.boxes().contains(
+            QStringLiteral("This monitor is already running on this computer.")));
 
         for (QProcess* monitor : {north, south}) {
             ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
             QVERIFY(monitor->waitForFinished(10000));
         }
         for (const char* instance : {"North", "South"}) {
-            QFile log(i.dir.filePath(QString::fromLatin1(instance)) + QStringLiteral("/monitorlog.txt"));
+            QFile log(i.dir.filePath(QString::fromLatin1(instance)) +
+                      QStringLiteral("/monitorlog.txt"));
             QVERIFY(log.open(QIODevice::ReadOnly));
             QVERIFY(log.readAll().trimmed().endsWith("TRACE  Closed"));
         }
@@ -223,8 +239,9 @@ private Q_SLOTS:
         QVERIFY(i.ok);
         i.setSetting(QStringLiteral("AutoStartMonitor"), QStringLiteral("1"));
         i.environment.insert(QStringLiteral("HVX_CORE_FAULT"), QStringLiteral("abort-after:3"));
-        i.store()->SetValue(RegistryStore::kCurrentUser, kBase + QStringLiteral("Options"), QStringLiteral("Trace"),
-                            QStringLiteral("1"), RegistryStore::kTypeString, true);
+        i.store()->SetValue(RegistryStore::kCurrentUser, kBase + QStringLiteral("Options"),
+                            QStringLiteral("Trace"), QStringLiteral("1"),
+                            RegistryStore::kTypeString, true);
         i.startMonitor(QStringLiteral("keep"));
         const QString core = kTitle + QStringLiteral(" Timer");
         QTRY_VERIFY_WITH_TIMEOUT(i.window(core), 15000);
@@ -234,8 +251,10 @@ private Q_SLOTS:
         // The Monitor handles the abort on its next tick and writes State "1" again.
         QTRY_COMPARE_WITH_TIMEOUT(i.control("State"), QStringLiteral("1"), 5000);
         QTRY_VERIFY_WITH_TIMEOUT(i.window(core), 75000);
-        QVERIFY2(sinceAbort.elapsed() >= 58000, qPrintable(QString::number(sinceAbort.elapsed()) + i.log()));
-        QVERIFY(i.log().contains(QStringLiteral("Requesting the core application to restart in one minute.")));
+        QVERIFY2(sinceAbort.elapsed() >= 58000,
+                 qPrintable(QString::number(sinceAbort.elapsed()) + i.log()));
+        QVERIFY(i.log().contains(
+            QStringLiteral("Requesting the core application to restart in one minute.")));
     }
 };
 

@@ -5,7 +5,7 @@ namespace hvx::test {
 namespace {
 
 class FakeAnnouncement final : public CaptionAnnouncement {
-public:
+  public:
     FakeAnnouncement(QSet<QString>& open, const QString& caption) : open_(open), caption_(caption) {
         open_.insert(caption_);
     }
@@ -16,7 +16,7 @@ public:
         open_.insert(caption_);
     }
 
-private:
+  private:
     QSet<QString>& open_;
     QString caption_;
 };

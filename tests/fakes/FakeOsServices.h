@@ -11,20 +11,20 @@
 namespace hvx::test {
 
 class FakeComputer final : public ComputerInfo {
-public:
+  public:
     std::optional<QString> computerName() const override { return name; }
     std::optional<QString> name = QStringLiteral("DESK-01");
 };
 
 class FakeInstanceGuard final : public InstanceGuard {
-public:
+  public:
     bool anotherCopyRunning() override { return running; }
     bool running = false;
 };
 
 // Waiting for events moves the settable clock on, so time-bound loops end without real waits.
 class FakeUserInterface final : public UserInterface {
-public:
+  public:
     explicit FakeUserInterface(SettableClock& clock) : clock_(clock) {}
     void processEvents() override { ++eventTurns; }
     void waitForEvents(int milliseconds) override {
@@ -41,13 +41,13 @@ public:
     int waitedMilliseconds = 0;
     bool cursorWaiting = false;
 
-private:
+  private:
     SettableClock& clock_;
 };
 
 // Windows that tests open and close by caption.
 class FakeWindows final : public WindowDirectory {
-public:
+  public:
     bool findWindow(const QString& caption) const override { return open.contains(caption); }
     std::unique_ptr<CaptionAnnouncement> announce(const QString& caption) override;
 
@@ -56,7 +56,7 @@ public:
 
 // Records every start; fails with `failWith` when it is set.
 class FakeLauncher final : public ProcessLauncher {
-public:
+  public:
     struct Start {
         QString program;
         QStringList arguments;
@@ -71,7 +71,7 @@ public:
 
 // Answers with a fixed program, or none, and records what it opened.
 class FakeFileOpener final : public FileOpener {
-public:
+  public:
     std::optional<QString> associatedProgram(const QString&) const override { return program; }
     bool open(const QString& with, const QString& file) override {
         opened.append(with + QLatin1Char(' ') + file);

@@ -9,7 +9,7 @@ namespace hvx::test {
 // An error manager that keeps what it was told: each member write as "Member=value" in
 // order, and each report as "ERROR: text" or "TRACE: text".
 class RecordingErrorManager final : public ErrorManager {
-public:
+  public:
     void SetErrorNumber(long number) override;
     long ErrorNumber() const override { return number_; }
     void SetErrorDescription(const QString& description) override;
@@ -37,7 +37,7 @@ public:
     QStringList reports;
     QStringList concealed;
 
-private:
+  private:
     long number_ = 0;
     QString description_;
     QString text_;

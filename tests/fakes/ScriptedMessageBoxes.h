@@ -9,7 +9,7 @@ namespace hvx::test {
 
 // Records every box and answers from a queue, then with the default button.
 class ScriptedMessageBoxes final : public MessageBoxes {
-public:
+  public:
     MessageAnswer Show(const MessageBoxRequest& request) override;
 
     void queue(MessageAnswer answer) { answers_.push_back(answer); }
@@ -17,7 +17,7 @@ public:
     QStringList texts() const;
     void clear() { shown_.clear(); }
 
-private:
+  private:
     std::deque<MessageAnswer> answers_;
     std::vector<MessageBoxRequest> shown_;
 };

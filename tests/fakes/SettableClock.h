@@ -6,7 +6,7 @@ namespace hvx::test {
 
 // A clock that stands still until a test moves it.
 class SettableClock final : public Clock {
-public:
+  public:
     explicit SettableClock(DateValue start = DateValue::fromParts({2026, 11, 23}, {10, 0, 0}))
         : now_(start) {}
 
@@ -15,7 +15,7 @@ public:
     void set(const QTime& time) { now_ = DateValue::fromParts(now_.date(), time); }
     void advanceSeconds(std::int64_t seconds) { now_ = now_.addSeconds(seconds); }
 
-private:
+  private:
     DateValue now_;
 };
 

@@ -4,7 +4,8 @@
 
 namespace hvx::test {
 
-TestEnvironment::TestEnvironment() : registryPath(folder.filePath(QStringLiteral("registry.sqlite3"))) {
+TestEnvironment::TestEnvironment()
+    : registryPath(folder.filePath(QStringLiteral("registry.sqlite3"))) {
     env.clock = &clock;
     env.messageBoxes = &boxes;
     env.computer = &computer;

@@ -17,7 +17,7 @@ namespace hvx::test {
 // store in a private temporary file, and a context whose error manager records what it is
 // told. Each instance is independent of every other.
 class TestEnvironment {
-public:
+  public:
     TestEnvironment();
 
     Environment env;

@@ -8,7 +8,7 @@ using namespace hvx;
 class TestConversions : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void wholeNumbers_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<int>("expected");

@@ -15,7 +15,7 @@ DateValue at(int year, int month, int day, int hour, int minute, int second) {
 class TestDateValue : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void zeroDateIsThirtiethOfDecember1899() {
         QCOMPARE(DateValue::zero().date(), QDate(1899, 12, 30));
         QCOMPARE(DateValue::zero().time(), QTime(0, 0));
@@ -31,9 +31,12 @@ private Q_SLOTS:
         QTest::addColumn<qint64>("seconds");
         QTest::addColumn<qint64>("minutes");
         QTest::addColumn<qint64>("hours");
-        QTest::newRow("crosses a minute") << QTime(10, 0, 59) << QTime(10, 1, 0) << 1LL << 1LL << 0LL;
-        QTest::newRow("within a minute") << QTime(10, 0, 0) << QTime(10, 0, 59) << 59LL << 0LL << 0LL;
-        QTest::newRow("crosses an hour") << QTime(9, 59, 59) << QTime(10, 0, 0) << 1LL << 1LL << 1LL;
+        QTest::newRow("crosses a minute")
+            << QTime(10, 0, 59) << QTime(10, 1, 0) << 1LL << 1LL << 0LL;
+        QTest::newRow("within a minute")
+            << QTime(10, 0, 0) << QTime(10, 0, 59) << 59LL << 0LL << 0LL;
+        QTest::newRow("crosses an hour")
+            << QTime(9, 59, 59) << QTime(10, 0, 0) << 1LL << 1LL << 1LL;
         QTest::newRow("backwards") << QTime(10, 1, 0) << QTime(10, 0, 59) << -1LL << -1LL << 0LL;
     }
     void differencesCountBoundaries() {

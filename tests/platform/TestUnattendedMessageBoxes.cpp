@@ -26,7 +26,7 @@ class TestUnattendedMessageBoxes : public QObject {
         return lines;
     }
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void answersFromTheQueueThenWithTheDefaultButton() {
         QTemporaryDir dir;
         const QString log = dir.filePath(QStringLiteral("boxes.jsonl"));
@@ -67,14 +67,14 @@ private Q_SLOTS:
         const auto set = [](MessageButtons b) { return static_cast<int>(b); };
         QTest::newRow("OK alone") << set(MessageButtons::OkOnly) << 1 << code(MessageAnswer::Ok)
                                   << code(MessageAnswer::Ok);
-        QTest::newRow("Yes No, second") << set(MessageButtons::YesNo) << 2
-                                        << code(MessageAnswer::No) << 0;
+        QTest::newRow("Yes No, second")
+            << set(MessageButtons::YesNo) << 2 << code(MessageAnswer::No) << 0;
         QTest::newRow("Yes No Cancel, third")
             << set(MessageButtons::YesNoCancel) << 3 << code(MessageAnswer::Cancel)
             << code(MessageAnswer::Cancel);
-        QTest::newRow("position beyond the set") << set(MessageButtons::OkCancel) << 3
-                                                 << code(MessageAnswer::Ok)
-                                                 << code(MessageAnswer::Cancel);
+        QTest::newRow("position beyond the set")
+            << set(MessageButtons::OkCancel) << 3 << code(MessageAnswer::Ok)
+            << code(MessageAnswer::Cancel);
     }
     void defaultPositionsAndEscape() {
         QFETCH(int, buttons);

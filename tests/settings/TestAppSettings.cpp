@@ -19,7 +19,7 @@ DateValue at(int hour, int minute, int second) {
 class TestAppSettings : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void fetchOfAMissingNameChangesNothing() {
         TestEnvironment t;
         HelpDeskFixture db(t);
@@ -40,8 +40,9 @@ private Q_SLOTS:
     void nullsReadAsEmptyAndAsTheZeroDate() {
         TestEnvironment t;
         HelpDeskFixture db(t);
-        db.execute(QStringLiteral("insert into Settings (SettingName, SettingType, SettingValue, "
-                                  "Deleted, LastModified) values ('Bare', null, null, 0, null)"));
+        db.execute(
+            QStringLiteral("insert into Settings (SettingName, SettingType, SettingValue, "
+                           "Deleted, LastModified) values ('Bare', null, null, 0, null)"));
         cAppSetting setting(*t.ctx);
         setting.SetSettingName(QStringLiteral("Bare"));
         QVERIFY(setting.Fetch());
@@ -64,7 +65,10 @@ private Q_SLOTS:
         setting.SetDeleted(true);
         QVERIFY(setting.InsertItem());
         QCOMPARE(setting.LastModified(), t.clock.now());
-        QCOMPARE(db.scalar(QStringLiteral("select Deleted from Settings where SettingName = 'Colour'")).toInt(), 0);
+        QCOMPARE(
+            db.scalar(QStringLiteral("select Deleted from Settings where SettingName = 'Colour'"))
+                .toInt(),
+            0);
         t.clock.advanceSeconds(1);
         setting.SetSettingValue(QStringLiteral("green"));
         QVERIFY(setting.UpdateItem());
@@ -124,8 +128,10 @@ private Q_SLOTS:
         TestEnvironment t;
         HelpDeskFixture db(t);
         db.execute(QStringLiteral("update Settings set Deleted = 1 where SettingName = 'UseSLA'"));
-        db.execute(QStringLiteral("update Settings set SettingValue = null where SettingName = 'MonitorTicks'"));
-        const auto total = db.scalar(QStringLiteral("select count(*) from Settings where Deleted = 0")).toInt();
+        db.execute(QStringLiteral(
+            "update Settings set SettingValue = null where SettingName = 'MonitorTicks'"));
+        const auto total =
+            db.scalar(QStringLiteral("select count(*) from Settings where Deleted = 0")).toInt();
 
         cAppSettings settings(*t.ctx);
         QVERIFY(settings.Find());
@@ -136,7 +142,8 @@ private Q_SLOTS:
                      qPrintable(item->SettingName()));
             previous = item->SettingName();
         }
-        QCOMPARE(settings.Item(QStringLiteral("MONITORTICKS"))->SettingName(), QStringLiteral("MonitorTicks"));
+        QCOMPARE(settings.Item(QStringLiteral("MONITORTICKS"))->SettingName(),
+                 QStringLiteral("MonitorTicks"));
         QVERIFY(settings.Item(QStringLiteral("monitorticks"))->SettingValue().toString().isEmpty());
         QCOMPARE(settings.Item(1)->SettingName(), settings.begin()->get()->SettingName());
         try {
@@ -147,7 +154,8 @@ private Q_SLOTS:
         }
         // Shared items: a change through Item is the collection's.
         settings.Item(QStringLiteral("DBVersion"))->SetSettingValue(QStringLiteral("99"));
-        QCOMPARE(settings.Item(QStringLiteral("dbversion"))->SettingValue().toString(), QStringLiteral("99"));
+        QCOMPARE(settings.Item(QStringLiteral("dbversion"))->SettingValue().toString(),
+                 QStringLiteral("99"));
     }
 
     void findWithAnOrderAndTwiceOnOneCollection() {
@@ -179,8 +187,9 @@ private Q_SLOTS:
     void namesDifferingOnlyInCaseFailTheLoad() {
         TestEnvironment t;
         HelpDeskFixture db(t);
-        db.execute(QStringLiteral("insert into Settings (SettingName, SettingType, SettingValue, "
-                                  "Deleted, LastModified) values ('MONITORTICKS', 'Number', '1', 0, null)"));
+        db.execute(QStringLiteral(
+            "insert into Settings (SettingName, SettingType, SettingValue, "
+            "Deleted, LastModified) values ('MONITORTICKS', 'Number', '1', 0, null)"));
         cAppSettings settings(*t.ctx);
         try {
             settings.Find();

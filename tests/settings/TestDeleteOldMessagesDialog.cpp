@@ -14,15 +14,18 @@ using namespace hvx::test;
 class TestDeleteOldMessagesDialog : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void daysAreChecked_data() {
         QTest::addColumn<QString>("days");
         QTest::addColumn<QString>("refusal");
         QTest::addColumn<int>("choice");
         QTest::addColumn<int>("daysToDelete");
-        QTest::newRow("empty") << "" << "Please type the number of days." << 0 << 0;
-        QTest::newRow("a word") << "thirty" << "Please type the number of days." << 0 << 0;
-        QTest::newRow("zero") << "0" << "The number of days must be 1 or more." << 0 << 0;
+        QTest::newRow("empty") << ""
+                               << "Please type the number of days." << 0 << 0;
+        QTest::newRow("a word") << "thirty"
+                                << "Please type the number of days." << 0 << 0;
+        QTest::newRow("zero") << "0"
+                              << "The number of days must be 1 or more." << 0 << 0;
         QTest::newRow("thirty") << " 30 " << QString() << 3 << 30;
         QTest::newRow("half to even") << "2.5" << QString() << 3 << 2;
     }
@@ -35,7 +38,8 @@ private Q_SLOTS:
         dialog.cmdOK_Click();
         QCOMPARE(boxes.texts(), refusal.isEmpty() ? QStringList() : QStringList{refusal});
         if (!refusal.isEmpty()) {
-            QCOMPARE(boxes.shown().front().title, std::optional<QString>(QStringLiteral("Halvex Help Desk")));
+            QCOMPARE(boxes.shown().front().title,
+                     std::optional<QString>(QStringLiteral("Halvex Help Desk")));
         }
         QTEST(dialog.UserChoice(), "choice");
         QTEST(dialog.DaysToDelete(), "daysToDelete");
@@ -63,8 +67,9 @@ private Q_SLOTS:
         escape.setInterval(0);
         connect(&escape, &QTimer::timeout, [&] {
             if (QApplication::activeModalWidget() == &dialog) {
-                QVERIFY(dialog.findChild<QLabel*>(QStringLiteral("lblExplain"))->text().startsWith(
-                    QStringLiteral("WARNING: There are 12 unsent messages")));
+                QVERIFY(dialog.findChild<QLabel*>(QStringLiteral("lblExplain"))
+                            ->text()
+                            .startsWith(QStringLiteral("WARNING: There are 12 unsent messages")));
                 QTest::keyClick(&dialog, Qt::Key_Escape);
                 escape.stop();
             }

@@ -18,7 +18,7 @@ struct DialogScript {
 };
 
 class ScriptedDeleteOldMessages final : public DeleteOldMessagesDialog {
-public:
+  public:
     explicit ScriptedDeleteOldMessages(DialogScript& script) : script_(script) {}
     void SetOldUnsentCount(int count) override { count_ = count; }
     void Show() override { script_.shownWithCount = count_; }
@@ -26,7 +26,7 @@ public:
     int DaysToDelete() const override { return script_.days; }
     bool Cancelled() const override { return script_.cancelled; }
 
-private:
+  private:
     DialogScript& script_;
     int count_ = 0;
 };
@@ -41,25 +41,33 @@ class TestOldUnsentMessages : public QObject {
 
     void wire(TestEnvironment& t) {
         script_ = {};
-        t.env.deleteOldMessagesDialog = [this] { return std::make_unique<ScriptedDeleteOldMessages>(script_); };
+        t.env.deleteOldMessagesDialog = [this] {
+            return std::make_unique<ScriptedDeleteOldMessages>(script_);
+        };
     }
 
     // `count` unsent messages `ageDays` old, and one sent message of the same age.
     static void addMessages(TestEnvironment& t, HelpDeskFixture& db, int count, int ageDays) {
-        const QString stamp = t.ctx->sqlValueFormatter->FormatDate(t.clock.now().addSeconds(-ageDays * 86400LL));
+        const QString stamp =
+            t.ctx->sqlValueFormatter->FormatDate(t.clock.now().addSeconds(-ageDays * 86400LL));
         for (int i = 0; i < count; ++i) {
-            db.execute(QStringLiteral("insert into Messages (Recipient, Subject, Sent, LastModified) values "
-                                      "('ops@example.com', 'old', null, %1)").arg(stamp));
+            db.execute(QStringLiteral(
+                           "insert into Messages (Recipient, Subject, Sent, LastModified) values "
+                           "('ops@example.com', 'old', null, %1)")
+                           .arg(stamp));
         }
-        db.execute(QStringLiteral("insert into Messages (Recipient, Subject, Sent, LastModified) values "
-                                  "('ops@example.com', 'sent', %1, %1)").arg(stamp));
+        db.execute(
+            QStringLiteral("insert into Messages (Recipient, Subject, Sent, LastModified) values "
+                           "('ops@example.com', 'sent', %1, %1)")
+                .arg(stamp));
     }
 
     static int unsent(HelpDeskFixture& db) {
-        return db.scalar(QStringLiteral("select count(*) from Messages where Sent is null")).toInt();
+        return db.scalar(QStringLiteral("select count(*) from Messages where Sent is null"))
+            .toInt();
     }
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void nothingIsCheckedWhileSendingIsOff() {
         TestEnvironment t;
         HelpDeskFixture db(t);
@@ -77,7 +85,8 @@ private Q_SLOTS:
         addMessages(t, db, 4, 6);
         QCOMPARE(CheckOldUnsentMessages(*t.ctx, true), oldMessages::kNothingToAsk);
         QCOMPARE(script_.shownWithCount, -1);
-        QCOMPARE(t.errors().reports.last(), QStringLiteral("TRACE: There are no unsent messages over 1 week old"));
+        QCOMPARE(t.errors().reports.last(),
+                 QStringLiteral("TRACE: There are no unsent messages over 1 week old"));
     }
 
     void theOperatorDecides_data() {
@@ -109,9 +118,12 @@ private Q_SLOTS:
         script_.cancelled = cancelled;
         QTEST(CheckOldUnsentMessages(*t.ctx, true), "result");
         QCOMPARE(script_.shownWithCount, 12);
-        QVERIFY(t.errors().reports.contains(QStringLiteral("TRACE: There are 12 unsent messages over 1 week old")));
+        QVERIFY(t.errors().reports.contains(
+            QStringLiteral("TRACE: There are 12 unsent messages over 1 week old")));
         QTEST(unsent(db), "unsentLeft");
-        QCOMPARE(db.scalar(QStringLiteral("select count(*) from Messages where Sent is not null")).toInt(), 2);
+        QCOMPARE(db.scalar(QStringLiteral("select count(*) from Messages where Sent is not null"))
+                     .toInt(),
+                 2);
         if (choice >= 2 && !cancelled) {
             QCOMPARE(t.boxes.shown().size(), 1u);
             QVERIFY(t.boxes.shown().front().text.startsWith(QStringLiteral("Deleted all")));
@@ -123,7 +135,8 @@ private Q_SLOTS:
     void warningText() {
         const QString warning = oldMessagesWarning(12);
         QVERIFY(warning.startsWith(QStringLiteral("WARNING: There are 12 unsent messages")));
-        QVERIFY(warning.endsWith(QStringLiteral("\r\n\r\nIF YOU CHOOSE NOT TO DELETE THE OLD MESSAGES, THEY WILL ALL BE SENT NOW.")));
+        QVERIFY(warning.endsWith(QStringLiteral(
+            "\r\n\r\nIF YOU CHOOSE NOT TO DELETE THE OLD MESSAGES, THEY WILL ALL BE SENT NOW.")));
     }
 };
 

@@ -13,7 +13,8 @@ using namespace hvx::test;
 namespace {
 
 QString control(TestEnvironment& t, const char* name) {
-    return GetRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name), QStringLiteral("<missing>"));
+    return GetRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name),
+                       QStringLiteral("<missing>"));
 }
 
 }  // namespace
@@ -21,7 +22,7 @@ QString control(TestEnvironment& t, const char* name) {
 class TestSystemSettings : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void valuesGoToTheControlsSectionAsStored() {
         TestEnvironment t;
         HelpDeskFixture db(t);
@@ -42,11 +43,16 @@ private Q_SLOTS:
     void booleanSettingWritesOneOrZero_data() {
         QTest::addColumn<QString>("stored");
         QTest::addColumn<QString>("written");
-        QTest::newRow("True") << "True" << "1";
-        QTest::newRow("-1") << "-1" << "1";
-        QTest::newRow("1") << "1" << "1";
-        QTest::newRow("False") << "False" << "0";
-        QTest::newRow("0") << "0" << "0";
+        QTest::newRow("True") << "True"
+                              << "1";
+        QTest::newRow("-1") << "-1"
+                            << "1";
+        QTest::newRow("1") << "1"
+                           << "1";
+        QTest::newRow("False") << "False"
+                               << "0";
+        QTest::newRow("0") << "0"
+                           << "0";
     }
     void booleanSettingWritesOneOrZero() {
         QFETCH(QString, stored);
@@ -73,7 +79,8 @@ private Q_SLOTS:
         QCOMPARE(settings.MonitorCnnTolerance, 77);
         QCOMPARE(settings.MonitorStopMinutes, 100);
         QCOMPARE(t.errors().reports.size(), 1);
-        QVERIFY(t.errors().reports.front().endsWith(QStringLiteral("(Code 11006 in HvxMonitor.exe)")));
+        QVERIFY(
+            t.errors().reports.front().endsWith(QStringLiteral("(Code 11006 in HvxMonitor.exe)")));
     }
 
     void autoStartRowMattersOnlyToTheTrace() {
@@ -155,15 +162,18 @@ private Q_SLOTS:
         QVERIFY(!settings.collection);
 
         SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("State"), QStringLiteral("1"));
-        SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("CoreHasDBIssues"), QStringLiteral("1"));
+        SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("CoreHasDBIssues"),
+                     QStringLiteral("1"));
         t.ctx->databaseManager.reset();  // refused without touching the database
         QCOMPARE(RefreshSystemSettings(*t.ctx, settings, last, bar), 0);
         QVERIFY(last.isZero());
         QVERIFY(t.errors().reports.isEmpty());
 
-        SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("CoreHasDBIssues"), QStringLiteral("maybe"));
+        SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("CoreHasDBIssues"),
+                     QStringLiteral("maybe"));
         QCOMPARE(RefreshSystemSettings(*t.ctx, settings, last, bar), 0);
-        QVERIFY(t.errors().reports.last().endsWith(QStringLiteral("(Code 11114 in HvxMonitor.exe)")));
+        QVERIFY(
+            t.errors().reports.last().endsWith(QStringLiteral("(Code 11114 in HvxMonitor.exe)")));
     }
 
     void aFailedConnectionIsTracedEvenWithTraceOff() {
@@ -193,7 +203,8 @@ private Q_SLOTS:
             {480, 480, QTime(8, 0), false},   {480, 480, QTime(3, 0), false},
         };
         for (const auto& [stop, start, now, outside] : rows) {
-            QTest::addRow("stop %d start %d at %s", stop, start, qPrintable(now.toString(QStringLiteral("HH:mm"))))
+            QTest::addRow("stop %d start %d at %s", stop, start,
+                          qPrintable(now.toString(QStringLiteral("HH:mm"))))
                 << stop << start << now << outside;
         }
     }

@@ -18,7 +18,7 @@ namespace {
 // A database manager that answers Connect from a script and stops there: the tests here are
 // about the connection loop, not what follows it.
 class ScriptedDatabase final : public DatabaseManager {
-public:
+  public:
     explicit ScriptedDatabase(std::deque<long>& answers) : answers_(answers) {}
     bool NeedsReset() const override { return false; }
     QString DatabaseType() const override { return QStringLiteral("JET"); }
@@ -36,7 +36,8 @@ public:
     bool ExecuteStatement(const QString&, long&) override { return false; }
     void Reset(bool) override {}
     void SetErrorManager(ErrorManager*) override {}
-    long CheckJetDatabase(const QString&, const QString&, const QVariant&, const QVariant&, long) override {
+    long CheckJetDatabase(const QString&, const QString&, const QVariant&, const QVariant&,
+                          long) override {
         return 1;
     }
     bool OpenConnection(bool) override { return true; }
@@ -48,15 +49,16 @@ public:
         return answer;
     }
 
-private:
+  private:
     std::deque<long>& answers_;
     QString folder_;
 };
 
 // Writes db.ini into the application folder, like the real wizard, unless told to cancel.
 class ScriptedWizard final : public ConnectionWizard {
-public:
-    ScriptedWizard(QString folder, bool cancel, int& runs) : folder_(std::move(folder)), cancel_(cancel), runs_(runs) {}
+  public:
+    ScriptedWizard(QString folder, bool cancel, int& runs)
+        : folder_(std::move(folder)), cancel_(cancel), runs_(runs) {}
     void SetErrorManager(ErrorManager*) override {}
     void ShowDialog() override {
         ++runs_;
@@ -68,7 +70,7 @@ public:
     }
     bool Cancelled() const override { return cancel_; }
 
-private:
+  private:
     QString folder_;
     bool cancel_;
     int& runs_;
@@ -87,7 +89,8 @@ class TestConnectDatabase : public QObject {
         wizardRuns_ = 0;
         t.env.databaseManager = [this] { return std::make_unique<ScriptedDatabase>(answers_); };
         t.env.connectionWizard = [this, &t, wizardCancels] {
-            return std::make_unique<ScriptedWizard>(t.env.applicationFolder, wizardCancels, wizardRuns_);
+            return std::make_unique<ScriptedWizard>(t.env.applicationFolder, wizardCancels,
+                                                    wizardRuns_);
         };
         t.ctx->sqlStringFormatter = nullptr;
     }
@@ -104,7 +107,7 @@ class TestConnectDatabase : public QObject {
         return ConnectDatabase(*t.ctx, settings, status);
     }
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void notConfiguredNeverOffersTheWizard() {
         TestEnvironment t;
         wire(t);
@@ -112,7 +115,8 @@ private Q_SLOTS:
         answers_ = {1};
         QVERIFY(!connect(t));
         QCOMPARE(t.boxes.texts(),
-                 QStringList{QStringLiteral("The database has not been configured.  Run the main Help Desk application first.")});
+                 QStringList{QStringLiteral("The database has not been configured.  Run the main "
+                                            "Help Desk application first.")});
         QCOMPARE(t.boxes.shown().front().title, std::optional<QString>(t.ctx->applicationTitle));
         QCOMPARE(wizardRuns_, 0);
     }
@@ -125,7 +129,8 @@ private Q_SLOTS:
         t.boxes.queue(MessageAnswer::No);
         QVERIFY(!connect(t));
         const auto& question = t.boxes.shown().front();
-        QCOMPARE(question.text, QStringLiteral("Do you want to run the Database Connection Wizard to change the database connection information?"));
+        QCOMPARE(question.text, QStringLiteral("Do you want to run the Database Connection Wizard "
+                                               "to change the database connection information?"));
         QVERIFY(!question.title.has_value());
         QCOMPARE(question.buttons, MessageButtons::YesNo);
         QCOMPARE(question.defaultButton, 2);
@@ -182,7 +187,8 @@ private Q_SLOTS:
         t.env.databaseManager = nullptr;
         QVERIFY(!connect(t));
         QCOMPARE(t.boxes.texts(),
-                 QStringList{QStringLiteral("Unable to create the Database Manager component.  Please use Control Panel to remove and reinstall ") +
+                 QStringList{QStringLiteral("Unable to create the Database Manager component.  "
+                                            "Please use Control Panel to remove and reinstall ") +
                              t.ctx->applicationTitle + QStringLiteral(".")});
     }
 };

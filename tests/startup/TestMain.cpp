@@ -15,23 +15,24 @@ using namespace hvx::test;
 namespace {
 
 class ClockedSplash final : public Splash {
-public:
-    ClockedSplash(const Clock& clock, std::vector<DateValue>& closes) : clock_(clock), closes_(closes) {}
+  public:
+    ClockedSplash(const Clock& clock, std::vector<DateValue>& closes)
+        : clock_(clock), closes_(closes) {}
     void ShowSplash(long) override {}
     void CloseSplash() override { closes_.push_back(clock_.now()); }
 
-private:
+  private:
     const Clock& clock_;
     std::vector<DateValue>& closes_;
 };
 
 class FixedFolder final : public LocalFolder {
-public:
+  public:
     explicit FixedFolder(QString folder) : folder_(std::move(folder)) {}
     void SetRegistryPath(const QString&) override {}
     QString GetLocalFolder() override { return folder_; }
 
-private:
+  private:
     QString folder_;
 };
 
@@ -58,7 +59,8 @@ struct Start {
         return Main(*t.ctx, settings, [this] { ++windowsShown; });
     }
     QString control(const char* name) {
-        return GetRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name), QStringLiteral("<missing>"));
+        return GetRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name),
+                           QStringLiteral("<missing>"));
     }
 
     TestEnvironment t;
@@ -75,7 +77,7 @@ struct Start {
 class TestMain : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void aSuccessfulStartShowsTheWindowAfterTheSplash() {
         Start s;
         QVERIFY(s.run());
@@ -116,9 +118,12 @@ private Q_SLOTS:
         Start s;
         s.t.instanceGuard.running = true;
         s.t.ctx->registryBasePath = BuiltInStringTable().LoadString(StringTable::kRegistryBasePath);
-        SaveRegValue(*s.t.ctx, QStringLiteral("Controls"), QStringLiteral("State"), QStringLiteral("1"));
+        SaveRegValue(*s.t.ctx, QStringLiteral("Controls"), QStringLiteral("State"),
+                     QStringLiteral("1"));
         QVERIFY(!s.run());
-        QCOMPARE(s.t.boxes.texts(), QStringList{QStringLiteral("Halvex Help Desk Monitor is already running on this computer")});
+        QCOMPARE(s.t.boxes.texts(),
+                 QStringList{QStringLiteral(
+                     "Halvex Help Desk Monitor is already running on this computer")});
         QCOMPARE(s.t.boxes.shown().front().icon, MessageIcon::Information);
         QCOMPARE(s.control("State"), QStringLiteral("1"));
         QCOMPARE(s.windowsShown, 0);
@@ -127,7 +132,8 @@ private Q_SLOTS:
     void anUnreachableDatabaseLeavesTheChannelAndTheLoginAlone() {
         Start s;
         s.t.ctx->registryBasePath = BuiltInStringTable().LoadString(StringTable::kRegistryBasePath);
-        s.db.execute(QStringLiteral("update SystemUsers set LoggedIn = 1, ComputerName = 'ELSEWHERE'"));
+        s.db.execute(
+            QStringLiteral("update SystemUsers set LoggedIn = 1, ComputerName = 'ELSEWHERE'"));
         s.t.ctx->databaseManager.reset();
         QVERIFY(QFile::rename(s.db.scratch.file(), s.db.scratch.file() + QStringLiteral(".away")));
         s.t.boxes.queue(MessageAnswer::No);
@@ -139,19 +145,25 @@ private Q_SLOTS:
         QVERIFY(s.splashCloses.size() >= 1);
         QVERIFY(QFile::rename(s.db.scratch.file() + QStringLiteral(".away"), s.db.scratch.file()));
         s.db.reconnect();
-        QCOMPARE(s.db.scalar(QStringLiteral("select ComputerName from SystemUsers where Login = 'Monitor'")).toString(),
+        QCOMPARE(s.db.scalar(QStringLiteral(
+                                 "select ComputerName from SystemUsers where Login = 'Monitor'"))
+                     .toString(),
                  QStringLiteral("ELSEWHERE"));
     }
 
     void aStopSwitchThatIsNoBooleanFailsTheStart() {
         Start s;
         s.t.ctx->registryBasePath = BuiltInStringTable().LoadString(StringTable::kRegistryBasePath);
-        SaveRegValue(*s.t.ctx, QStringLiteral("Options"), QStringLiteral("StopOnHold"), QStringLiteral("perhaps"));
+        SaveRegValue(*s.t.ctx, QStringLiteral("Options"), QStringLiteral("StopOnHold"),
+                     QStringLiteral("perhaps"));
         QVERIFY(!s.run());
         QVERIFY(s.errors->reports.last().startsWith(QStringLiteral("ERROR: Type mismatch (Code ")));
         // The failure exit logs the Monitor out again and clears the section it filled.
         s.db.reconnect();
-        QCOMPARE(s.db.scalar(QStringLiteral("select LoggedIn from SystemUsers where Login = 'Monitor'")).toInt(), 0);
+        QCOMPARE(
+            s.db.scalar(QStringLiteral("select LoggedIn from SystemUsers where Login = 'Monitor'"))
+                .toInt(),
+            0);
         QCOMPARE(s.control("MonitorTicks"), QStringLiteral("<missing>"));
     }
 };

@@ -28,11 +28,11 @@ class TestMonitorLogin : public QObject {
                              .arg(QString::fromLatin1(column)));
     }
     static void logInElsewhere(HelpDeskFixture& db, const QString& computer) {
-        db.execute(QStringLiteral("update SystemUsers set LoggedIn = 1, ComputerName = ") + db.text(computer) +
-                   QStringLiteral(" where Login = 'Monitor'"));
+        db.execute(QStringLiteral("update SystemUsers set LoggedIn = 1, ComputerName = ") +
+                   db.text(computer) + QStringLiteral(" where Login = 'Monitor'"));
     }
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void databaseVersion_data() {
         QTest::addColumn<QString>("stored");
         QTest::addColumn<bool>("accepted");
@@ -40,20 +40,30 @@ private Q_SLOTS:
         QTest::newRow("12") << "12" << true << QString();
         QTest::newRow("12.4") << "12.4" << true << QString();
         QTest::newRow("12.5 is 12") << "12.5" << true << QString();
-        QTest::newRow("13.5 is 14") << "13.5" << false
-                                    << QStringLiteral("The application needs to be upgraded to match the database version.  ") +
-                                           kTail + QStringLiteral("(Application Version =12, Database Version = 14)");
-        QTest::newRow("11") << "11" << false
-                            << QStringLiteral("The application is a later version than the database.  ") + kTail +
-                                   QStringLiteral("(Application Version =12, Database Version = 11)");
+        QTest::newRow("13.5 is 14")
+            << "13.5" << false
+            << QStringLiteral(
+                   "The application needs to be upgraded to match the database version.  ") +
+                   kTail + QStringLiteral("(Application Version =12, Database Version = 14)");
+        QTest::newRow("11")
+            << "11" << false
+            << QStringLiteral("The application is a later version than the database.  ") + kTail +
+                   QStringLiteral("(Application Version =12, Database Version = 11)");
         QTest::newRow("a word") << "twelve" << false
-                                << QStringLiteral("The DBVersion setting is invalid.  Please contact your system administrator for assistance.");
+                                << QStringLiteral(
+                                       "The DBVersion setting is invalid.  Please contact your "
+                                       "system administrator for assistance.");
         QTest::newRow("empty") << "" << false
-                               << QStringLiteral("The DBVersion setting is invalid.  Please contact your system administrator for assistance.");
+                               << QStringLiteral(
+                                      "The DBVersion setting is invalid.  Please contact your "
+                                      "system administrator for assistance.");
         QTest::newRow("null") << "<null>" << false
-                              << QStringLiteral("The DBVersion setting is missing.  Please contact your system administrator for assistance.");
+                              << QStringLiteral(
+                                     "The DBVersion setting is missing.  Please contact your "
+                                     "system administrator for assistance.");
         QTest::newRow("no row") << "<none>" << false
-                                << QStringLiteral("Unable to get the DBVersion setting from the database.");
+                                << QStringLiteral(
+                                       "Unable to get the DBVersion setting from the database.");
     }
     void databaseVersion() {
         QFETCH(QString, stored);
@@ -71,7 +81,8 @@ private Q_SLOTS:
         QCOMPARE(t.boxes.texts(), message.isEmpty() ? QStringList() : QStringList{message});
         if (!message.isEmpty()) {
             QCOMPARE(t.boxes.shown().front().icon, MessageIcon::Critical);
-            QCOMPARE(t.boxes.shown().front().title, std::optional<QString>(t.ctx->applicationTitle));
+            QCOMPARE(t.boxes.shown().front().title,
+                     std::optional<QString>(t.ctx->applicationTitle));
         }
     }
 
@@ -85,7 +96,8 @@ private Q_SLOTS:
         QVERIFY(!InitialiseFromDatabase(*t.ctx, settings, status));
         QCOMPARE(status, LoginStatus::HeldElsewhere);
         QCOMPARE(t.boxes.texts(),
-                 QStringList{QStringLiteral("The Monitor is already running on 'NIGHT-BOX'.  The Monitor can only be run on one machine at a time.")});
+                 QStringList{QStringLiteral("The Monitor is already running on 'NIGHT-BOX'.  The "
+                                            "Monitor can only be run on one machine at a time.")});
         QVERIFY(!t.ctx->databaseManager);
         db.reconnect();
         QCOMPARE(monitorColumn(db, "ComputerName").toString(), QStringLiteral("NIGHT-BOX"));
@@ -95,7 +107,8 @@ private Q_SLOTS:
     void loggedInWithoutAComputerCountsAsAnother() {
         TestEnvironment t;
         HelpDeskFixture db(t);
-        db.execute(QStringLiteral("update SystemUsers set LoggedIn = 1, ComputerName = null where Login = 'Monitor'"));
+        db.execute(QStringLiteral(
+            "update SystemUsers set LoggedIn = 1, ComputerName = null where Login = 'Monitor'"));
         t.ctx->computerName = QStringLiteral("DESK-01");
         QCOMPARE(CheckMonitorLogin(*t.ctx), LoginStatus::HeldElsewhere);
         QVERIFY(t.boxes.texts().front().contains(QStringLiteral("running on ''.")));
@@ -132,8 +145,10 @@ private Q_SLOTS:
         const auto& question = t.boxes.shown().front();
         QCOMPARE(question.title, std::optional<QString>(QStringLiteral("Already running")));
         QCOMPARE(question.defaultButton, 2);
-        QVERIFY(question.text.startsWith(QStringLiteral("The North Monitor user appears to be logged in already.  ")));
-        QVERIFY(question.text.endsWith(QStringLiteral("\r\n\r\nAre you sure you want to start North Monitor?")));
+        QVERIFY(question.text.startsWith(
+            QStringLiteral("The North Monitor user appears to be logged in already.  ")));
+        QVERIFY(question.text.endsWith(
+            QStringLiteral("\r\n\r\nAre you sure you want to start North Monitor?")));
     }
 
     void noMonitorRowEndsTheStart() {
@@ -146,14 +161,16 @@ private Q_SLOTS:
         QVERIFY(!InitialiseFromDatabase(*t.ctx, settings, status));
         QCOMPARE(status, LoginStatus::Refused);
         QCOMPARE(t.boxes.texts(),
-                 QStringList{QStringLiteral("Monitor is not in the System Users table.  Please ask the System Administrator for assistance.")});
+                 QStringList{QStringLiteral("Monitor is not in the System Users table.  Please ask "
+                                            "the System Administrator for assistance.")});
     }
 
     void aNullLoggedInIsLoggedAndEndsTheStart() {
         TestEnvironment t;
         HelpDeskFixture db(t);
         withTranslator(t);
-        db.execute(QStringLiteral("update SystemUsers set LoggedIn = null where Login = 'Monitor'"));
+        db.execute(
+            QStringLiteral("update SystemUsers set LoggedIn = null where Login = 'Monitor'"));
         SystemSettings settings;
         LoginStatus status = LoginStatus::Refused;
         QVERIFY(!InitialiseFromDatabase(*t.ctx, settings, status));
@@ -170,7 +187,8 @@ private Q_SLOTS:
         QVERIFY(!LoginMonitor(*t.ctx, status));
         QCOMPARE(status, LoginStatus::HeldElsewhere);
         QCOMPARE(t.boxes.texts(),
-                 QStringList{QStringLiteral("Unable to get the computer name.  The application cannot continue.")});
+                 QStringList{QStringLiteral(
+                     "Unable to get the computer name.  The application cannot continue.")});
     }
 
     void logoutClearsTheRow() {
@@ -190,8 +208,9 @@ private Q_SLOTS:
         const QString kind = t.ctx->databaseManager->DatabaseType() == QLatin1String("JET")
                                  ? QStringLiteral("Access>")
                                  : QStringLiteral("SQL Server>");
-        QCOMPARE(t.ctx->databaseDescription,
-                 QStringLiteral("v12.00.1 [") + kind + t.ctx->databaseManager->DatabaseLocation() + QStringLiteral("]"));
+        QCOMPARE(t.ctx->databaseDescription, QStringLiteral("v12.00.1 [") + kind +
+                                                 t.ctx->databaseManager->DatabaseLocation() +
+                                                 QStringLiteral("]"));
     }
 };
 

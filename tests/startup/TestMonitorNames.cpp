@@ -32,19 +32,22 @@ QString describe(const MonitorNamesList& list) {
 class TestMonitorNames : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void reading_data() {
         QTest::addColumn<QByteArray>("file");
         QTest::addColumn<QString>("entries");
         QTest::newRow("empty file") << QByteArray() << QString();
         QTest::newRow("blank and half-empty lines skipped")
-            << QByteArray("North,/a\n\n   \n,/b\nSouth,\nWest , /c\n") << QStringLiteral("North|/a;West|/c");
-        QTest::newRow("blanks around both fields") << QByteArray(" Sales , /data/sales/ \n")
-                                                   << QStringLiteral("Sales|/data/sales/");
-        QTest::newRow("CR, CR LF and LF end lines") << QByteArray("A,/a\rB,/b\r\nC,/c\n")
-                                                    << QStringLiteral("A|/a;B|/b;C|/c");
-        QTest::newRow("after a second comma ignored") << QByteArray("A,/a,extra\n") << QStringLiteral("A|/a");
-        QTest::newRow("same name twice") << QByteArray("A,/a\nA,/b\n") << QStringLiteral("A|/a;A|/b");
+            << QByteArray("North,/a\n\n   \n,/b\nSouth,\nWest , /c\n")
+            << QStringLiteral("North|/a;West|/c");
+        QTest::newRow("blanks around both fields")
+            << QByteArray(" Sales , /data/sales/ \n") << QStringLiteral("Sales|/data/sales/");
+        QTest::newRow("CR, CR LF and LF end lines")
+            << QByteArray("A,/a\rB,/b\r\nC,/c\n") << QStringLiteral("A|/a;B|/b;C|/c");
+        QTest::newRow("after a second comma ignored")
+            << QByteArray("A,/a,extra\n") << QStringLiteral("A|/a");
+        QTest::newRow("same name twice")
+            << QByteArray("A,/a\nA,/b\n") << QStringLiteral("A|/a;A|/b");
     }
     void reading() {
         QFETCH(QByteArray, file);
@@ -59,8 +62,9 @@ private Q_SLOTS:
         const QString path = write(t, "North,/a\nnonsense here\nSouth,/b\n");
         const MonitorNamesList list = readMonitorNames(*t.ctx, path);
         QCOMPARE(describe(list), QStringLiteral("North|/a"));
-        QCOMPARE(list.error, QStringLiteral("Error 9, Subscript out of range (Code 11087).\r\nFile name is: ") + path +
-                                 QStringLiteral(".\r\nCurrent line is: nonsense here."));
+        QCOMPARE(list.error,
+                 QStringLiteral("Error 9, Subscript out of range (Code 11087).\r\nFile name is: ") +
+                     path + QStringLiteral(".\r\nCurrent line is: nonsense here."));
     }
 
     void okChecks() {
@@ -68,12 +72,15 @@ private Q_SLOTS:
         QTemporaryDir good;
         QFile ini(good.filePath(QStringLiteral("db.ini")));
         QVERIFY(ini.open(QIODevice::WriteOnly));
-        const std::vector<MonitorNameEntry> entries{{QStringLiteral("North"), good.path() + QStringLiteral("/")},
-                                                    {QStringLiteral("South"), QStringLiteral("/nowhere")},
-                                                    {QStringLiteral("East"), good.path() + QStringLiteral("//")}};
-        QCOMPARE(checkInstanceChoice(*t.ctx, {}, -1).refusal.text, QStringLiteral("Please select a Monitor instance."));
-        QCOMPARE(checkInstanceChoice(*t.ctx, entries, 1).refusal.text,
-                 QStringLiteral("There is no DB.INI file in this folder, or the folder doesn't exist."));
+        const std::vector<MonitorNameEntry> entries{
+            {QStringLiteral("North"), good.path() + QStringLiteral("/")},
+            {QStringLiteral("South"), QStringLiteral("/nowhere")},
+            {QStringLiteral("East"), good.path() + QStringLiteral("//")}};
+        QCOMPARE(checkInstanceChoice(*t.ctx, {}, -1).refusal.text,
+                 QStringLiteral("Please select a Monitor instance."));
+        QCOMPARE(
+            checkInstanceChoice(*t.ctx, entries, 1).refusal.text,
+            QStringLiteral("There is no DB.INI file in this folder, or the folder doesn't exist."));
         const InstanceChoice north = checkInstanceChoice(*t.ctx, entries, 0);
         QVERIFY(north.accepted);
         QCOMPARE(north.folder, good.path());

@@ -33,10 +33,12 @@ struct Rig {
         window->LastSettingsRefresh = t.clock.now();
     }
     void set(const char* name, const char* value) {
-        SaveRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name), QString::fromLatin1(value));
+        SaveRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name),
+                     QString::fromLatin1(value));
     }
     QString get(const char* name) {
-        return GetRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name), QStringLiteral("<missing>"));
+        return GetRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name),
+                           QStringLiteral("<missing>"));
     }
     void tick(int seconds = 1) {
         t.clock.advanceSeconds(seconds);
@@ -44,7 +46,8 @@ struct Rig {
     }
     QStringList traces() const {
         QStringList lines;
-        for (const QString& report : static_cast<RecordingErrorManager&>(*t.ctx->errorManager).reports) {
+        for (const QString& report :
+             static_cast<RecordingErrorManager&>(*t.ctx->errorManager).reports) {
             if (report.startsWith(QStringLiteral("TRACE: "))) {
                 lines.append(report.mid(7));
             }
@@ -62,7 +65,7 @@ struct Rig {
 class TestTimerLoop : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void whileProcessingTheTickOnlyRearms() {
         Rig r;
         r.set("Processing", "1");
@@ -95,15 +98,18 @@ private Q_SLOTS:
         r.tick();
         r.set("Processing", "0");
         r.tick();
-        QCOMPARE(r.traces(), QStringList({QStringLiteral("P=0;AR=1;"), QStringLiteral("P=0;AR=1;")}));
+        QCOMPARE(r.traces(),
+                 QStringList({QStringLiteral("P=0;AR=1;"), QStringLiteral("P=0;AR=1;")}));
     }
 
     void commandLines_data() {
         QTest::addColumn<QString>("instance");
         QTest::addColumn<QStringList>("arguments");
         QTest::newRow("single instance") << QString() << QStringList();
-        QTest::newRow("instance North") << QStringLiteral("North") << QStringList{QStringLiteral("North")};
-        QTest::newRow("instance with a blank") << QStringLiteral("North Wing") << QStringList{QStringLiteral("North Wing")};
+        QTest::newRow("instance North")
+            << QStringLiteral("North") << QStringList{QStringLiteral("North")};
+        QTest::newRow("instance with a blank")
+            << QStringLiteral("North Wing") << QStringList{QStringLiteral("North Wing")};
     }
     void commandLines() {
         QFETCH(QString, instance);
@@ -112,9 +118,11 @@ private Q_SLOTS:
         r.t.ctx->databaseUserId = QStringLiteral("helpdesk");
         r.t.ctx->databasePassword = QStringLiteral("pa ss");
         r.tick();
-        QCOMPARE(r.window->tickTrace(), QStringLiteral("P=0;AR=0;MSCA_AS=0;MSCA_CACT=0;MSCA=1;CAST=0;"));
+        QCOMPARE(r.window->tickTrace(),
+                 QStringLiteral("P=0;AR=0;MSCA_AS=0;MSCA_CACT=0;MSCA=1;CAST=0;"));
         QCOMPARE(r.t.launcher.starts.size(), 1u);
-        QCOMPARE(r.t.launcher.starts[0].program, r.t.env.applicationFolder + QStringLiteral("/HvxMonCore"));
+        QCOMPARE(r.t.launcher.starts[0].program,
+                 r.t.env.applicationFolder + QStringLiteral("/HvxMonCore"));
         QTEST(r.t.launcher.starts[0].arguments, "arguments");
         QCOMPARE(r.t.launcher.starts[0].style, WindowStyle::MinimizedNoActivate);
         QCOMPARE(r.get("UserId"), QStringLiteral("helpdesk"));
@@ -128,7 +136,8 @@ private Q_SLOTS:
         r.window->Timer1->start();
         r.tick();
         QVERIFY(!r.window->Timer1->isActive());
-        QCOMPARE(r.t.boxes.texts(), QStringList{QStringLiteral("The Monitor timer program ") + r.t.env.applicationFolder +
+        QCOMPARE(r.t.boxes.texts(), QStringList{QStringLiteral("The Monitor timer program ") +
+                                                r.t.env.applicationFolder +
                                                 QStringLiteral("/HvxMonCore is missing.  ")});
     }
 
@@ -148,14 +157,17 @@ private Q_SLOTS:
         const DateValue launched = r.window->CoreStartTime;
         r.tick(10);
         QVERIFY(r.t.boxes.shown().empty());
-        QCOMPARE(r.window->tickTrace(), QStringLiteral("P=0;AR=0;MSCA_AS=0;MSCA_CACT=0;MSCA=1;CAST=1;"));
+        QCOMPARE(r.window->tickTrace(),
+                 QStringLiteral("P=0;AR=0;MSCA_AS=0;MSCA_CACT=0;MSCA=1;CAST=1;"));
         r.window->Timer1->start();
         r.tick(1);
         QVERIFY(!r.window->Timer1->isActive());
         QCOMPARE(r.t.boxes.texts().size(), 1);
         const QString text = r.t.boxes.texts().front();
-        QVERIFY(text.startsWith(QStringLiteral("The Monitor Timer program has not started successfully.\r\n\r\nIt was started at ") +
-                                formatGeneralDate(launched) + QStringLiteral(" and it is not running at ") +
+        QVERIFY(text.startsWith(QStringLiteral("The Monitor Timer program has not started "
+                                               "successfully.\r\n\r\nIt was started at ") +
+                                formatGeneralDate(launched) +
+                                QStringLiteral(" and it is not running at ") +
                                 formatGeneralDate(r.t.clock.now()) + QStringLiteral(".")));
         QCOMPARE(r.t.launcher.starts.size(), 1u);
     }
@@ -174,7 +186,8 @@ private Q_SLOTS:
         QCOMPARE(r.get("State"), QStringLiteral("1"));
         QCOMPARE(r.get("Command"), QStringLiteral("<missing>"));
         QCOMPARE(r.get("Processing"), QStringLiteral("<missing>"));
-        QVERIFY(r.traces().contains(QStringLiteral("Requesting the core application to restart in one minute.")));
+        QVERIFY(r.traces().contains(
+            QStringLiteral("Requesting the core application to restart in one minute.")));
         const DateValue stopped = r.window->CoreStopTime;
         QCOMPARE(stopped, r.t.clock.now());
         for (int second = 1; second < 60; second += 29) {
@@ -193,7 +206,9 @@ private Q_SLOTS:
         // The second abort is one more than a tolerance of 1.
         r.set("State", "999");
         r.tick();
-        QCOMPARE(r.t.boxes.texts(), QStringList{QStringLiteral("Unable to continue: the monitor timer has aborted 1 times.")});
+        QCOMPARE(r.t.boxes.texts(),
+                 QStringList{
+                     QStringLiteral("Unable to continue: the monitor timer has aborted 1 times.")});
         QVERIFY(r.window->Closing);
         QVERIFY(!r.window->Timer1->isActive());
     }
@@ -238,13 +253,16 @@ private Q_SLOTS:
         r.set("State", "1");
         r.tick();
         QCOMPARE(r.window->windowTitle(), kTitle + QStringLiteral(" (Running)"));
-        QCOMPARE(r.window->findChild<QPushButton*>(QStringLiteral("cmdCommand"))->text(), QStringLiteral("Suspend"));
-        QCOMPARE(r.window->findChild<QAction*>(QStringLiteral("mnuSuspend"))->text(), QStringLiteral("Suspend"));
+        QCOMPARE(r.window->findChild<QPushButton*>(QStringLiteral("cmdCommand"))->text(),
+                 QStringLiteral("Suspend"));
+        QCOMPARE(r.window->findChild<QAction*>(QStringLiteral("mnuSuspend"))->text(),
+                 QStringLiteral("Suspend"));
         r.set("State", "2");
         r.window->ScheduleSuspended = true;
         r.tick();
         QCOMPARE(r.window->windowTitle(), kTitle + QStringLiteral(" (Suspended until 08:00)"));
-        QCOMPARE(r.window->findChild<QAction*>(QStringLiteral("mnuSuspend"))->text(), QStringLiteral("Resume"));
+        QCOMPARE(r.window->findChild<QAction*>(QStringLiteral("mnuSuspend"))->text(),
+                 QStringLiteral("Resume"));
         QVERIFY(!r.window->findChild<QAction*>(QStringLiteral("mnuRunNow"))->isEnabled());
     }
 
@@ -262,7 +280,8 @@ private Q_SLOTS:
         r.set("ErrorInfo", "Mail server still refused");
         r.window->ShowStatus();
         QCOMPARE(raised, 1);
-        QCOMPARE(r.window->findChild<QLabel*>(QStringLiteral("lblErrorLog"))->text(), QStringLiteral("Mail server still refused"));
+        QCOMPARE(r.window->findChild<QLabel*>(QStringLiteral("lblErrorLog"))->text(),
+                 QStringLiteral("Mail server still refused"));
         r.set("ErrorInfo", "");
         r.window->ShowStatus();
         r.set("ErrorInfo", "again");
@@ -290,7 +309,8 @@ private Q_SLOTS:
         Rig r;
         r.window->cmdCommand_Click();
         const QString rule(80, QLatin1Char('='));
-        QCOMPARE(r.traces(), QStringList({QString(), rule, QStringLiteral("Monitor Started"), QString(), rule}));
+        QCOMPARE(r.traces(), QStringList({QString(), rule, QStringLiteral("Monitor Started"),
+                                          QString(), rule}));
         QCOMPARE(r.get("Command"), QStringLiteral("1"));
         QVERIFY(r.window->Timer1->isActive());
         QCOMPARE(r.window->MonitorStartTime, r.t.clock.now());

@@ -17,7 +17,7 @@ using namespace hvx::test;
 namespace {
 
 class CancellingDialog final : public DeleteOldMessagesDialog {
-public:
+  public:
     void SetOldUnsentCount(int) override {}
     void Show() override {}
     int UserChoice() const override { return kNoChoice; }
@@ -27,7 +27,7 @@ public:
 
 // Answers the exit confirmation from a script and tells whether it was shown.
 class ScriptedConfirmation final : public MessageWithTurnOffDialog {
-public:
+  public:
     explicit ScriptedConfirmation(long answer, int& shown) : answer_(answer), shown_(shown) {}
     void SetMsg(const QString&) override {}
     void SetYesNo(bool) override {}
@@ -42,7 +42,7 @@ public:
     long Response() const override { return answer_; }
     bool Cancelled() const override { return false; }
 
-private:
+  private:
     long answer_;
     int& shown_;
 };
@@ -55,7 +55,9 @@ struct LoadedWindow {
         t.ctx->termTranslator->SetDatabase(t.ctx->databaseManager.get());
         t.ctx->termTranslator->LoadLanguage(QStringLiteral("ENG"), 1);
         t.env.deleteOldMessagesDialog = [] { return std::make_unique<CancellingDialog>(); };
-        t.env.messageWithTurnOffDialog = [this] { return std::make_unique<ScriptedConfirmation>(confirmation, confirmations); };
+        t.env.messageWithTurnOffDialog = [this] {
+            return std::make_unique<ScriptedConfirmation>(confirmation, confirmations);
+        };
         LoadSystemSettings(*t.ctx, settings);
         if (before) {
             before(*this);
@@ -84,18 +86,20 @@ struct LoadedWindow {
 class TestWindowCommands : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void loadingWritesBackTheStoppedServices() {
         LoadedWindow w([](LoadedWindow& l) {
             l.t.ctx->stop.sendingEmail = true;
             l.settings.UseSLAs = false;
-            SaveRegValue(*l.t.ctx, QStringLiteral("Options"), QStringLiteral("Trace"), QStringLiteral("1"));
+            SaveRegValue(*l.t.ctx, QStringLiteral("Options"), QStringLiteral("Trace"),
+                         QStringLiteral("1"));
         });
         QVERIFY(!w.find<QCheckBox>("chkSendEmail")->isChecked());
         QCOMPARE(w.read(QStringLiteral("Options"), "StopSendingEmail"), QStringLiteral("1"));
         QVERIFY(!w.find<QCheckBox>("chkCheckSLAs")->isEnabled());
         QCOMPARE(w.read(QStringLiteral("Options"), "StopProcessingSLAs"), QStringLiteral("1"));
-        QCOMPARE(w.read(QStringLiteral("Options"), "StopReadingEmail"), QStringLiteral("<missing>"));
+        QCOMPARE(w.read(QStringLiteral("Options"), "StopReadingEmail"),
+                 QStringLiteral("<missing>"));
         QVERIFY(w.t.ctx->traceOn);
         QCOMPARE(w.read(QStringLiteral("Controls"), "Trace"), QStringLiteral("1"));
         QCOMPARE(w.window->windowTitle(), QStringLiteral("Help Desk Monitor"));
@@ -105,7 +109,8 @@ private Q_SLOTS:
 
     void autoStartGivesStartAtOnce() {
         LoadedWindow w([](LoadedWindow& l) {
-            l.settings.collection->Item(QStringLiteral("AutoStartMonitor"))->SetSettingValue(QStringLiteral("1"));
+            l.settings.collection->Item(QStringLiteral("AutoStartMonitor"))
+                ->SetSettingValue(QStringLiteral("1"));
         });
         QVERIFY(w.window->Timer1->isActive());
         QCOMPARE(w.read(QStringLiteral("Controls"), "Command"), QStringLiteral("1"));
@@ -116,12 +121,15 @@ private Q_SLOTS:
             l.settings.collection->Remove(QStringLiteral("AutoStartMonitor"));
         });
         QVERIFY(!w.window->Timer1->isActive());
-        QVERIFY(w.t.errors().reports.last().endsWith(QStringLiteral("(Code 11062 in HvxMonitor.exe)")));
+        QVERIFY(
+            w.t.errors().reports.last().endsWith(QStringLiteral("(Code 11062 in HvxMonitor.exe)")));
     }
 
     void startCancelledAtTheOldMessagesQuestion() {
         LoadedWindow w;
-        w.db.execute(QStringLiteral("insert into Messages (Recipient, Sent, LastModified) values ('a', null, '2001-01-01 00:00:00')"));
+        w.db.execute(
+            QStringLiteral("insert into Messages (Recipient, Sent, LastModified) values ('a', "
+                           "null, '2001-01-01 00:00:00')"));
         w.window->cmdCommand_Click();
         auto* button = w.find<QPushButton>("cmdCommand");
         QCOMPARE(button->text(), QStringLiteral("&Start"));
@@ -132,8 +140,11 @@ private Q_SLOTS:
 
     void sendingSwitchedOnButCancelledStaysOff() {
         LoadedWindow w([](LoadedWindow& l) { l.t.ctx->stop.sendingEmail = true; });
-        w.db.execute(QStringLiteral("insert into Messages (Recipient, Sent, LastModified) values ('a', null, '2001-01-01 00:00:00')"));
-        SaveRegValue(*w.t.ctx, QStringLiteral("Options"), QStringLiteral("StopSendingEmail"), QStringLiteral("kept"));
+        w.db.execute(
+            QStringLiteral("insert into Messages (Recipient, Sent, LastModified) values ('a', "
+                           "null, '2001-01-01 00:00:00')"));
+        SaveRegValue(*w.t.ctx, QStringLiteral("Options"), QStringLiteral("StopSendingEmail"),
+                     QStringLiteral("kept"));
         w.find<QCheckBox>("chkSendEmail")->click();
         QVERIFY(!w.find<QCheckBox>("chkSendEmail")->isChecked());
         QVERIFY(w.t.ctx->stop.sendingEmail);
@@ -153,15 +164,24 @@ private Q_SLOTS:
 
     void runNowAndPreview() {
         LoadedWindow w;
-        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("Processing"), QStringLiteral("1"));
+        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("Processing"),
+                     QStringLiteral("1"));
         w.window->mnuRunNow_Click();
-        QCOMPARE(w.t.boxes.texts(), QStringList{QStringLiteral("The Monitor is already doing the processing as scheduled.")});
-        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("Processing"), QStringLiteral("0"));
-        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("CoreHasDBIssues"), QStringLiteral("1"));
+        QCOMPARE(w.t.boxes.texts(),
+                 QStringList{
+                     QStringLiteral("The Monitor is already doing the processing as scheduled.")});
+        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("Processing"),
+                     QStringLiteral("0"));
+        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("CoreHasDBIssues"),
+                     QStringLiteral("1"));
         w.window->mnuRunNow_Click();
-        QCOMPARE(w.t.boxes.texts().last(), QStringLiteral("Failed to refresh the System Settings.  Please check the log file for errors."));
+        QCOMPARE(
+            w.t.boxes.texts().last(),
+            QStringLiteral(
+                "Failed to refresh the System Settings.  Please check the log file for errors."));
         QCOMPARE(w.read(QStringLiteral("Controls"), "Command"), QStringLiteral("<missing>"));
-        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("CoreHasDBIssues"), QStringLiteral("0"));
+        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("CoreHasDBIssues"),
+                     QStringLiteral("0"));
         w.window->mnuRunNow_Click();
         QCOMPARE(w.read(QStringLiteral("Controls"), "Command"), QStringLiteral("4"));
         w.window->mnuManualMailIn_Click();
@@ -178,12 +198,25 @@ private Q_SLOTS:
         QTest::addColumn<int>("confirmations");
         QTest::addColumn<int>("boxes");
         QTest::addColumn<QString>("command");
-        QTest::newRow("aborted: nothing asked, no command") << "999" << "1" << "0" << 7L << true << 0 << 0 << "<missing>";
-        QTest::newRow("busy: the busy question instead") << "1" << "1" << "0" << 6L << true << 0 << 1 << "5";
-        QTest::newRow("confirmation turned off") << "1" << "0" << "1" << 7L << true << 0 << 0 << "5";
-        QTest::newRow("confirmed") << "0" << "0" << "0" << 6L << true << 1 << 0 << "5";
-        QTest::newRow("closed with the close box") << "0" << "0" << "0" << 0L << true << 1 << 0 << "5";
-        QTest::newRow("declined") << "1" << "0" << "0" << 7L << false << 1 << 0 << "<missing>";
+        QTest::newRow("aborted: nothing asked, no command")
+            << "999"
+            << "1"
+            << "0" << 7L << true << 0 << 0 << "<missing>";
+        QTest::newRow("busy: the busy question instead") << "1"
+                                                         << "1"
+                                                         << "0" << 6L << true << 0 << 1 << "5";
+        QTest::newRow("confirmation turned off") << "1"
+                                                 << "0"
+                                                 << "1" << 7L << true << 0 << 0 << "5";
+        QTest::newRow("confirmed") << "0"
+                                   << "0"
+                                   << "0" << 6L << true << 1 << 0 << "5";
+        QTest::newRow("closed with the close box") << "0"
+                                                   << "0"
+                                                   << "0" << 0L << true << 1 << 0 << "5";
+        QTest::newRow("declined") << "1"
+                                  << "0"
+                                  << "0" << 7L << false << 1 << 0 << "<missing>";
     }
     void closing() {
         QFETCH(QString, state);
@@ -194,8 +227,10 @@ private Q_SLOTS:
         w.confirmation = confirmation;
         w.find<QCheckBox>("chkTrace")->setChecked(true);
         SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("State"), state);
-        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("Processing"), processing);
-        SaveRegValue(*w.t.ctx, QStringLiteral("Warnings"), QStringLiteral("ExitMonitor"), turnedOff);
+        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("Processing"),
+                     processing);
+        SaveRegValue(*w.t.ctx, QStringLiteral("Warnings"), QStringLiteral("ExitMonitor"),
+                     turnedOff);
         w.t.errors().reports.clear();
         w.t.boxes.queue(MessageAnswer::Yes);
         QTEST(w.window->close(), "closed");
@@ -216,7 +251,8 @@ private Q_SLOTS:
             l.t.ctx->controlsSection = QStringLiteral("Controls:North");
             l.t.ctx->optionsSection = QStringLiteral("Options:North");
         });
-        SaveRegValue(*w.t.ctx, QStringLiteral("Warnings"), QStringLiteral("ExitMonitor"), QStringLiteral("1"));
+        SaveRegValue(*w.t.ctx, QStringLiteral("Warnings"), QStringLiteral("ExitMonitor"),
+                     QStringLiteral("1"));
         QVERIFY(w.window->close());
         QCOMPARE(w.read(QStringLiteral("Controls:North"), "Command"), QStringLiteral("5"));
         QCOMPARE(w.read(QStringLiteral("Controls"), "Command"), QStringLiteral("<missing>"));

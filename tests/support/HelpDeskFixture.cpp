@@ -10,7 +10,8 @@ namespace hvx::test {
 HelpDeskFixture::HelpDeskFixture(TestEnvironment& t) : scratch(testEngineFromEnvironment()), t_(t) {
     scratch.ini().save(DbIni::pathIn(scratch.folder()));
     reconnect();
-    HelpDeskSchema(static_cast<QtSqlDatabaseManager&>(*t.ctx->databaseManager), t.clock.now()).Create();
+    HelpDeskSchema(static_cast<QtSqlDatabaseManager&>(*t.ctx->databaseManager), t.clock.now())
+        .Create();
     t.ctx->sqlStringFormatter = std::make_unique<SqlLiteralStringFormatter>();
     t.ctx->sqlValueFormatter = std::make_unique<SqlLiteralValueFormatter>();
     t.ctx->sqlStringFormatter->SetDatabaseType(t.ctx->databaseManager->DatabaseType());
@@ -54,7 +55,8 @@ void HelpDeskFixture::setSetting(const QString& name, const QString& value) {
 }
 
 void HelpDeskFixture::setSettingNull(const QString& name) {
-    execute(QStringLiteral("update Settings set SettingValue = null where SettingName = ") + text(name));
+    execute(QStringLiteral("update Settings set SettingValue = null where SettingName = ") +
+            text(name));
 }
 
 void HelpDeskFixture::deleteSetting(const QString& name) {

@@ -12,7 +12,7 @@ namespace hvx::test {
 // (HVX_TEST_ENGINE), with the schema and default settings, connected as the context's
 // database manager with formatters for its type.
 class HelpDeskFixture {
-public:
+  public:
     explicit HelpDeskFixture(TestEnvironment& t);
 
     ScratchDatabase scratch;
@@ -27,7 +27,7 @@ public:
     void setSettingNull(const QString& name);
     void deleteSetting(const QString& name);
 
-private:
+  private:
     TestEnvironment& t_;
 };
 

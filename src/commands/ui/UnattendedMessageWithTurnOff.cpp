@@ -41,15 +41,16 @@ void UnattendedMessageWithTurnOff::Show() {
         response_ = static_cast<long>(*answer);
         cancelled_ = *answer == MessageAnswer::Cancel;
     }
-    session_.record({{QStringLiteral("kind"), QStringLiteral("dlgMessageWithTurnOff")},
-                     {QStringLiteral("title"),
-                      formCaption_.isEmpty() ? QStringLiteral("Halvex Help Desk") : formCaption_},
-                     {QStringLiteral("text"), msg_},
-                     {QStringLiteral("buttons"), buttons()},
-                     {QStringLiteral("icon"), static_cast<int>(pictureType_)},
-                     {QStringLiteral("turnOffBox"), warningOffKey_.isEmpty() ? QString() : warningOffMessage_},
-                     {QStringLiteral("answer"), token.isEmpty() ? QStringLiteral("close") : token},
-                     {QStringLiteral("turnedOff"), turnOff && !warningOffKey_.isEmpty()}});
+    session_.record(
+        {{QStringLiteral("kind"), QStringLiteral("dlgMessageWithTurnOff")},
+         {QStringLiteral("title"),
+          formCaption_.isEmpty() ? QStringLiteral("Halvex Help Desk") : formCaption_},
+         {QStringLiteral("text"), msg_},
+         {QStringLiteral("buttons"), buttons()},
+         {QStringLiteral("icon"), static_cast<int>(pictureType_)},
+         {QStringLiteral("turnOffBox"), warningOffKey_.isEmpty() ? QString() : warningOffMessage_},
+         {QStringLiteral("answer"), token.isEmpty() ? QStringLiteral("close") : token},
+         {QStringLiteral("turnedOff"), turnOff && !warningOffKey_.isEmpty()}});
     RunTrapped(ctx_, code::kDlgTurnOffFormUnload, [&] {
         if (turnOff && !warningOffKey_.isEmpty()) {
             SaveRegValue(ctx_, QString(section::kWarnings), warningOffKey_, QStringLiteral("1"));

@@ -13,7 +13,7 @@ class UnattendedSession;
 // answer from the queue: "ok", "cancel", "yes" or "no", with "+off" to tick the turn-off box
 // ("no+off"). An empty queue closes it as the close box would (Response 0, Cancelled).
 class UnattendedMessageWithTurnOff final : public MessageWithTurnOffDialog {
-public:
+  public:
     UnattendedMessageWithTurnOff(AppContext& ctx, UnattendedSession& session);
 
     void SetMsg(const QString& text) override { msg_ = text; }
@@ -29,7 +29,7 @@ public:
     long Response() const override { return response_; }
     bool Cancelled() const override { return cancelled_; }
 
-private:
+  private:
     QString buttons() const;
 
     AppContext& ctx_;

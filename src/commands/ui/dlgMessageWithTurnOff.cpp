@@ -100,7 +100,8 @@ void dlgMessageWithTurnOff::ArrangeControls() {
     }
     Label1->setText(msg_);
     const int labelPixels = Label1->heightForWidth(twipsToPixels(*this, kLabelWidth));
-    const int labelHeight = pixelsToTwips(*this, std::max(labelPixels, Label1->sizeHint().height()));
+    const int labelHeight =
+        pixelsToTwips(*this, std::max(labelPixels, Label1->sizeHint().height()));
     place(Label1, kLabelLeft, kLabelTop, kLabelWidth, labelHeight);
 
     const int innerHeight = kLabelTop + labelHeight + kButtonHeight + 720;
@@ -109,8 +110,9 @@ void dlgMessageWithTurnOff::ArrangeControls() {
     const int left = kClientWidth - kButtonWidth - 60;
     const int step = kButtonWidth + 60;
 
-    const auto layOut = [&](std::initializer_list<QPushButton*> rightToLeft, QPushButton* defaultButton,
-                            QPushButton* escapeButton, std::initializer_list<QPushButton*> hidden) {
+    const auto layOut = [&](std::initializer_list<QPushButton*> rightToLeft,
+                            QPushButton* defaultButton, QPushButton* escapeButton,
+                            std::initializer_list<QPushButton*> hidden) {
         int at = left;
         for (QPushButton* shown : rightToLeft) {
             place(shown, at, top, kButtonWidth, kButtonHeight);
@@ -141,10 +143,11 @@ void dlgMessageWithTurnOff::ArrangeControls() {
         place(chkNoMore, 180, innerHeight - 60 - kBoxHeight, 2595, kBoxHeight);
     }
 
-    const QStyle::StandardPixmap picture = pictureType_ == kQuestion       ? QStyle::SP_MessageBoxQuestion
-                                           : pictureType_ == kExclamation  ? QStyle::SP_MessageBoxWarning
-                                           : pictureType_ == kInformation  ? QStyle::SP_MessageBoxInformation
-                                                                           : QStyle::SP_CustomBase;
+    const QStyle::StandardPixmap picture =
+        pictureType_ == kQuestion      ? QStyle::SP_MessageBoxQuestion
+        : pictureType_ == kExclamation ? QStyle::SP_MessageBoxWarning
+        : pictureType_ == kInformation ? QStyle::SP_MessageBoxInformation
+                                       : QStyle::SP_CustomBase;
     if (picture != QStyle::SP_CustomBase) {
         Image1->setPixmap(style()->standardIcon(picture).pixmap(32, 32));
     }

@@ -19,7 +19,7 @@ struct AppContext;
 class dlgMessageWithTurnOff final : public QDialog, public MessageWithTurnOffDialog {
     Q_OBJECT
 
-public:
+  public:
     static constexpr int kClientWidth = 6825;
 
     explicit dlgMessageWithTurnOff(AppContext& ctx, QWidget* parent = nullptr);
@@ -46,12 +46,12 @@ public:
 
     QRect twipsGeometry(const QWidget* control) const;
 
-protected:
+  protected:
     void done(int result) override;
     // Escape presses the cancel button of the button set, and does nothing without one.
     void keyPressEvent(QKeyEvent* event) override;
 
-private:
+  private:
     void place(QWidget* control, int left, int top, int width, int height);
     void answer(long response, bool cancelled);
     void Form_Unload();

@@ -10,7 +10,7 @@ namespace hvx {
 // The product's words from the Terms table (Language, TermKey, TermText). A key without a
 // term answers itself, so a missing term shows as its key rather than as nothing.
 class DatabaseTermTranslator final : public TermTranslator {
-public:
+  public:
     void SetDatabase(DatabaseManager* database) override { database_ = database; }
     // Loads the terms of `language`; terms already loaded stay when the query fails.
     void LoadLanguage(const QString& language, long options) override;
@@ -21,7 +21,7 @@ public:
 
     QString translate(const QString& caption, const QString& context) const;
 
-private:
+  private:
     DatabaseManager* database_ = nullptr;
     QHash<QString, QString> terms_;
 };

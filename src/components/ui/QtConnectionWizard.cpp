@@ -31,7 +31,7 @@ namespace {
 enum PageId { KindPage, FilePage, ServerPage, TestPage };
 
 QLineEdit* addField(QWizardPage* page, QFormLayout* form, const char* name, const QString& label,
-                 const QString& initial = QString()) {
+                    const QString& initial = QString()) {
     auto* edit = new QLineEdit(initial, page);
     edit->setObjectName(QString::fromLatin1(name));
     form->addRow(label, edit);
@@ -39,7 +39,7 @@ QLineEdit* addField(QWizardPage* page, QFormLayout* form, const char* name, cons
 }
 
 class KindChoice final : public QWizardPage {
-public:
+  public:
     explicit KindChoice(QWidget* parent) : QWizardPage(parent) {
         setTitle(QStringLiteral("Help-desk database"));
         setSubTitle(QStringLiteral("Where does the help-desk database lie?"));
@@ -59,14 +59,15 @@ public:
 };
 
 class FileChoice final : public QWizardPage {
-public:
+  public:
     explicit FileChoice(QWidget* parent) : QWizardPage(parent) {
         setTitle(QStringLiteral("Database file"));
         setSubTitle(QStringLiteral("Choose the help-desk database file, or name a new one."));
         path = new QLineEdit(this);
         path->setObjectName(QStringLiteral("txtDatabaseFile"));
         auto* browse = new QPushButton(QStringLiteral("&Browse..."), this);
-        create = new QCheckBox(QStringLiteral("&Create a new help-desk database in this file"), this);
+        create =
+            new QCheckBox(QStringLiteral("&Create a new help-desk database in this file"), this);
         create->setObjectName(QStringLiteral("chkCreate"));
         auto* row = new QHBoxLayout;
         row->addWidget(path, 1);
@@ -98,14 +99,15 @@ public:
 };
 
 class ServerChoice final : public QWizardPage {
-public:
+  public:
     explicit ServerChoice(QWidget* parent) : QWizardPage(parent) {
         setTitle(QStringLiteral("Database server"));
         setSubTitle(QStringLiteral("How is the database server reached?"));
         auto* form = new QFormLayout(this);
         driver = addField(this, form, "txtDriver", QStringLiteral("ODBC &driver:"),
-                       QStringLiteral("PostgreSQL Unicode"));
-        server = addField(this, form, "txtServer", QStringLiteral("&Server:"), QStringLiteral("127.0.0.1"));
+                          QStringLiteral("PostgreSQL Unicode"));
+        server = addField(this, form, "txtServer", QStringLiteral("&Server:"),
+                          QStringLiteral("127.0.0.1"));
         port = addField(this, form, "txtPort", QStringLiteral("&Port:"));
         database = addField(this, form, "txtDatabase", QStringLiteral("D&atabase:"));
         user = addField(this, form, "txtUserId", QStringLiteral("&User:"));
@@ -124,7 +126,7 @@ public:
 
 // Tests the connection when shown; Finish is possible only once it succeeded.
 class ConnectionTest final : public QWizardPage {
-public:
+  public:
     ConnectionTest(QWidget* parent, std::function<QString(bool&)> test)
         : QWizardPage(parent), test_(std::move(test)) {
         setTitle(QStringLiteral("Connection test"));
@@ -145,7 +147,7 @@ public:
 
     QLabel* result;
 
-private:
+  private:
     std::function<QString(bool&)> test_;
     bool ok_ = false;
 };
@@ -183,7 +185,8 @@ void QtConnectionWizard::ShowDialog() {
     auto* test = new ConnectionTest(&wizard, [&](bool& ok) -> QString {
         chosen = settingsOfPages();
         try {
-            if (chosen.isJet() && file->create->isChecked() && !QFileInfo::exists(chosen.location)) {
+            if (chosen.isJet() && file->create->isChecked() &&
+                !QFileInfo::exists(chosen.location)) {
                 QFile created(chosen.location);
                 if (!created.open(QIODevice::WriteOnly)) {
                     return QStringLiteral("The file %1 cannot be created: %2")
@@ -198,13 +201,15 @@ void QtConnectionWizard::ShowDialog() {
                 answer = database.ConnectWith(chosen, applicationFolder_);
             }
             if (answer == 0) {
-                return QStringLiteral("The connection failed. Go back and check the details; "
-                                      "the log tells more.");
+                return QStringLiteral(
+                    "The connection failed. Go back and check the details; "
+                    "the log tells more.");
             }
             if (answer == 1) {
-                return QStringLiteral("The connection works, but the database has no help-desk "
-                                      "tables. Run the main Help Desk application (or hvx-dbsetup) "
-                                      "first, or go back and create a new database file.");
+                return QStringLiteral(
+                    "The connection works, but the database has no help-desk "
+                    "tables. Run the main Help Desk application (or hvx-dbsetup) "
+                    "first, or go back and create a new database file.");
             }
             ok = true;
             return QStringLiteral("The connection works. Finish writes db.ini into %1.")

@@ -13,14 +13,14 @@ class Clock;
 // tests the connection before it lets the operator finish, and then writes db.ini into the
 // application folder.
 class QtConnectionWizard final : public ConnectionWizard {
-public:
+  public:
     QtConnectionWizard(QString applicationFolder, const Clock& clock);
 
     void SetErrorManager(ErrorManager* errorManager) override { errorManager_ = errorManager; }
     void ShowDialog() override;
     bool Cancelled() const override { return cancelled_; }
 
-private:
+  private:
     QString applicationFolder_;
     const Clock& clock_;
     ErrorManager* errorManager_ = nullptr;
@@ -31,13 +31,13 @@ private:
 // "ConnectionWizard") and counts as cancelled.
 class UnattendedSession;
 class UnattendedConnectionWizard final : public ConnectionWizard {
-public:
+  public:
     explicit UnattendedConnectionWizard(UnattendedSession& session) : session_(session) {}
     void SetErrorManager(ErrorManager* /*errorManager*/) override {}
     void ShowDialog() override;
     bool Cancelled() const override { return true; }
 
-private:
+  private:
     UnattendedSession& session_;
 };
 

@@ -10,14 +10,14 @@ namespace hvx {
 
 // A splash screen with the product's name and the program's version.
 class QtSplash final : public Splash {
-public:
+  public:
     explicit QtSplash(QString productName);
     ~QtSplash() override;
 
     void ShowSplash(long style) override;
     void CloseSplash() override;
 
-private:
+  private:
     QString productName_;
     std::unique_ptr<QSplashScreen> screen_;
 };

@@ -9,7 +9,7 @@ namespace hvx {
 // listening socket, freed by the kernel the moment its holder closes it or dies, even after a
 // crash. Names carry the user id and HVX_SESSION, so users and test runs do not see each other.
 class AbstractSocketName {
-public:
+  public:
     // `kind` tells uses apart ("instance", "window"); `key` is hashed, so any length is fine.
     AbstractSocketName(const char* kind, const QString& key);
 
@@ -26,7 +26,7 @@ public:
     AbstractSocketName(const AbstractSocketName&) = delete;
     AbstractSocketName& operator=(const AbstractSocketName&) = delete;
 
-private:
+  private:
     QByteArray name_;
     int fd_ = -1;
 };

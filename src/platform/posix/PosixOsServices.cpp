@@ -1,7 +1,7 @@
 #include "PosixOsServices.h"
 
-#include <climits>
 #include <unistd.h>
+#include <climits>
 
 namespace hvx {
 

@@ -7,17 +7,17 @@ namespace hvx {
 
 // The computer name is the host name.
 class HostComputerInfo final : public ComputerInfo {
-public:
+  public:
     std::optional<QString> computerName() const override;
 };
 
 // One copy per executable path (and user and HVX_SESSION): the first copy claims the name.
 class SocketInstanceGuard final : public InstanceGuard {
-public:
+  public:
     explicit SocketInstanceGuard(const QString& executablePath);
     bool anotherCopyRunning() override;
 
-private:
+  private:
     AbstractSocketName name_;
 };
 

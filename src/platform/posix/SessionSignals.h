@@ -15,17 +15,17 @@ namespace hvx {
 class SessionSignals final : public QObject {
     Q_OBJECT
 
-public:
+  public:
     explicit SessionSignals(std::initializer_list<int> signalNumbers, QObject* parent = nullptr);
     ~SessionSignals() override;
 
     SessionSignals(const SessionSignals&) = delete;
     SessionSignals& operator=(const SessionSignals&) = delete;
 
-Q_SIGNALS:
+  Q_SIGNALS:
     void received(int signalNumber);
 
-private:
+  private:
     QSocketNotifier* notifier_ = nullptr;
     std::vector<int> signals_;
 };

@@ -6,7 +6,7 @@ namespace hvx {
 
 // The machine's local time, to the whole second.
 class SystemClock final : public Clock {
-public:
+  public:
     DateValue now() const override;
 };
 

@@ -25,7 +25,8 @@ QString xdgMime(const QStringList& arguments) {
 
 QStringList applicationFolders() {
     QStringList folders;
-    for (const QString& data : QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation)) {
+    for (const QString& data :
+         QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation)) {
         folders.append(data + QStringLiteral("/applications"));
     }
     return folders;
@@ -52,8 +53,9 @@ QString execProgram(const QString& desktopFile) {
 
 std::optional<QString> XdgFileOpener::associatedProgram(const QString& file) const {
     const QString type = xdgMime({QStringLiteral("query"), QStringLiteral("filetype"), file});
-    const QString desktop = type.isEmpty() ? QString()
-                                           : xdgMime({QStringLiteral("query"), QStringLiteral("default"), type});
+    const QString desktop =
+        type.isEmpty() ? QString()
+                       : xdgMime({QStringLiteral("query"), QStringLiteral("default"), type});
     if (desktop.isEmpty()) {
         return std::nullopt;
     }

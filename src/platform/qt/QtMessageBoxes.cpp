@@ -49,9 +49,8 @@ QMessageBox::Icon qtIconOf(MessageIcon icon) {
 }  // namespace
 
 MessageAnswer QtMessageBoxes::Show(const MessageBoxRequest& request) {
-    QMessageBox box(qtIconOf(request.icon),
-                    request.title.value_or(QApplication::applicationName()), request.text,
-                    QMessageBox::NoButton, QApplication::activeWindow());
+    QMessageBox box(qtIconOf(request.icon), request.title.value_or(QApplication::applicationName()),
+                    request.text, QMessageBox::NoButton, QApplication::activeWindow());
     std::map<QAbstractButton*, MessageAnswer> answers;
     for (const MessageAnswer answer : buttonsOf(request.buttons)) {
         answers.emplace(box.addButton(standardButtonOf(answer)), answer);

@@ -6,7 +6,7 @@ namespace hvx {
 
 // Message boxes on the desktop, modal to the whole program.
 class QtMessageBoxes final : public MessageBoxes {
-public:
+  public:
     MessageAnswer Show(const MessageBoxRequest& request) override;
 };
 

@@ -21,7 +21,8 @@ void QtUserInterface::waitForEvents(int milliseconds) {
 }
 
 void QtUserInterface::setWaitCursor(bool waiting) {
-    if (waiting == waiting_ || qobject_cast<QApplication*>(QCoreApplication::instance()) == nullptr) {
+    if (waiting == waiting_ ||
+        qobject_cast<QApplication*>(QCoreApplication::instance()) == nullptr) {
         return;
     }
     waiting_ = waiting;

@@ -5,13 +5,13 @@
 namespace hvx {
 
 class QtUserInterface final : public UserInterface {
-public:
+  public:
     ~QtUserInterface() override;
     void processEvents() override;
     void waitForEvents(int milliseconds) override;
     void setWaitCursor(bool waiting) override;
 
-private:
+  private:
     bool waiting_ = false;
 };
 

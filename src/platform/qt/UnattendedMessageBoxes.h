@@ -10,13 +10,13 @@ class UnattendedSession;
 // kind, title, text, icon, buttons and answer. The answer is the next queued token when it
 // names one of the box's buttons, otherwise the default button (the line then says why).
 class UnattendedMessageBoxes final : public MessageBoxes {
-public:
+  public:
     // `session` is not owned and must outlive this.
     UnattendedMessageBoxes(UnattendedSession& session, QString defaultTitle);
 
     MessageAnswer Show(const MessageBoxRequest& request) override;
 
-private:
+  private:
     UnattendedSession& session_;
     QString defaultTitle_;
 };

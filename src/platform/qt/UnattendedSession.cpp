@@ -35,7 +35,8 @@ void UnattendedSession::record(const QJsonObject& line) const {
     const bool toStderr = destination_.isEmpty() || destination_ == QLatin1String("1");
     if (!toStderr) {
         QFile file(destination_);
-        if (file.open(QIODevice::WriteOnly | QIODevice::Append) && file.write(text) == text.size()) {
+        if (file.open(QIODevice::WriteOnly | QIODevice::Append) &&
+            file.write(text) == text.size()) {
             return;
         }
     }

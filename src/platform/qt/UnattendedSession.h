@@ -13,7 +13,7 @@ namespace hvx {
 // the file it names) and answered from the comma-separated HVX_ANSWERS queue, one token per
 // box or dialog. One session per process, shared by message boxes and dialogs.
 class UnattendedSession {
-public:
+  public:
     UnattendedSession(QString destination, const QString& answers);
 
     // From HVX_UNATTENDED and HVX_ANSWERS; nothing when HVX_UNATTENDED is not set.
@@ -24,7 +24,7 @@ public:
     // Writes one line. A destination that cannot be written falls back to stderr.
     void record(const QJsonObject& line) const;
 
-private:
+  private:
     QString destination_;
     QStringList answers_;
 };

@@ -14,7 +14,7 @@ class UnattendedSession;
 // number of days the dialog would refuse is refused the same way (its message box is shown)
 // and the next token is taken; an empty queue cancels.
 class UnattendedDeleteOldMessages final : public DeleteOldMessagesDialog {
-public:
+  public:
     UnattendedDeleteOldMessages(UnattendedSession& session, MessageBoxes& boxes);
 
     void SetOldUnsentCount(int count) override { count_ = count; }
@@ -23,7 +23,7 @@ public:
     int DaysToDelete() const override { return daysToDelete_; }
     bool Cancelled() const override { return cancelled_; }
 
-private:
+  private:
     // Applies one token; false when the dialog would stay open.
     bool apply(const QString& token);
 

@@ -18,7 +18,7 @@ class MessageBoxes;
 class dlgDeleteOldMessages final : public QDialog, public DeleteOldMessagesDialog {
     Q_OBJECT
 
-public:
+  public:
     // `boxes` is not owned and must outlive the dialog.
     explicit dlgDeleteOldMessages(MessageBoxes& boxes, QWidget* parent = nullptr);
 
@@ -31,11 +31,11 @@ public:
     void cmdOK_Click();
     void cmdCancel_Click();
 
-protected:
+  protected:
     // Escape is the Cancel button; the close box is not.
     void keyPressEvent(QKeyEvent* event) override;
 
-private:
+  private:
     void Form_Load();
     void refuseDays(const QString& text);
 

@@ -30,7 +30,8 @@ dlgMonitorNames::dlgMonitorNames(AppContext& ctx, QWidget* parent) : QDialog(par
     const auto place = [this](QWidget* control, int left, int top, int width, int height) {
         control->setGeometry(twipsToPixels(*this, QRect(left, top, width, height)));
     };
-    auto* label = new QLabel(QStringLiteral("Select the Monitor instance you want to start:"), this);
+    auto* label =
+        new QLabel(QStringLiteral("Select the Monitor instance you want to start:"), this);
     label->setObjectName(QStringLiteral("Label1"));
     place(label, 360, 360, 3495, 195);
     cboMonitorName = new QComboBox(this);
@@ -70,14 +71,16 @@ void dlgMonitorNames::Form_Load() {
     }
     if (!list.error.isEmpty()) {
         cboMonitorName->setCurrentIndex(-1);
-        required(ctx_.env.messageBoxes).Show({list.error, std::nullopt, MessageIcon::None, MessageButtons::OkOnly, 1});
+        required(ctx_.env.messageBoxes)
+            .Show({list.error, std::nullopt, MessageIcon::None, MessageButtons::OkOnly, 1});
     } else if (!entries_.empty()) {
         cboMonitorName->setCurrentIndex(0);
     }
 }
 
 void dlgMonitorNames::cmdOK_Click() {
-    const InstanceChoice choice = checkInstanceChoice(ctx_, entries_, cboMonitorName->currentIndex());
+    const InstanceChoice choice =
+        checkInstanceChoice(ctx_, entries_, cboMonitorName->currentIndex());
     if (!choice.accepted) {
         required(ctx_.env.messageBoxes).Show(choice.refusal);
         return;

@@ -17,7 +17,7 @@ struct AppContext;
 class dlgMonitorNames final : public QDialog, public MonitorNamesDialog {
     Q_OBJECT
 
-public:
+  public:
     explicit dlgMonitorNames(AppContext& ctx, QWidget* parent = nullptr);
 
     void Show() override;
@@ -29,7 +29,7 @@ public:
     void cmdOK_Click();
     void cmdCancel_Click();
 
-private:
+  private:
     AppContext& ctx_;
     bool cancelled_ = true;
     QString dbIniPath_;
@@ -43,7 +43,7 @@ private:
 // message and the next token is taken; an empty queue cancels.
 class UnattendedSession;
 class UnattendedMonitorNames final : public MonitorNamesDialog {
-public:
+  public:
     UnattendedMonitorNames(AppContext& ctx, UnattendedSession& session);
 
     void Show() override;
@@ -51,7 +51,7 @@ public:
     QString DBINIPath() const override { return dbIniPath_; }
     QString MonitorName() const override { return monitorName_; }
 
-private:
+  private:
     AppContext& ctx_;
     UnattendedSession& session_;
     bool cancelled_ = true;
