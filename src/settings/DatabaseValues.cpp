@@ -55,7 +55,8 @@ DateValue dateFromField(const QVariant& value) {
     // Parsed as separate date and time fields: a naive time must not move across a
     // daylight-saving gap of the machine's zone.
     const QString text = value.toString().trimmed();
-    const qsizetype split = text.indexOf(QRegularExpression(QStringLiteral("[ T]")));
+    static const QRegularExpression separator(QStringLiteral("[ T]"));
+    const qsizetype split = text.indexOf(separator);
     const QDate date = QDate::fromString(split < 0 ? text : text.left(split), Qt::ISODate);
     const QTime time =
         split < 0 ? QTime(0, 0) : QTime::fromString(text.mid(split + 1), Qt::ISODateWithMs);
