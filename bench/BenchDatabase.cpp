@@ -79,7 +79,7 @@ int main(int argc, char* argv[]) {
     // The Monitor's query, pieces and blanks as it joins them.
     const QString count =
         QStringLiteral("select count(*) from Messages ") + QStringLiteral(" where Sent is null ") +
-        QStringLiteral(" and LastModified < ") + values.FormatDate(now.addSeconds(-7 * 86400));
+        QStringLiteral(" and LastModified < ") + values.FormatDate(now.addSeconds(-7LL * 86400));
 
     auto plan = db.OpenRecordset(QStringLiteral("explain query plan ") + count);
     std::printf("plan: %s\n",

@@ -115,7 +115,7 @@ int main(int argc, char* argv[]) {
 
     std::vector<double> singles;
     std::vector<double> batchMeans;
-    singles.reserve(static_cast<std::size_t>(kBatches * kBatchSize));
+    singles.reserve(static_cast<std::size_t>(kBatches) * static_cast<std::size_t>(kBatchSize));
     long trims = 0;
     qint64 previousSize = QFileInfo(path).size();
     for (int batch = 0; batch < kBatches; ++batch) {

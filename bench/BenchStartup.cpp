@@ -208,6 +208,7 @@ struct Run {
 Run startOnce(std::vector<std::string> args, ChildEnvironment& environment,
               const SocketWindowDirectory& windows) {
     std::vector<char*> argv;
+    argv.reserve(args.size() + 1);
     for (std::string& arg : args) {
         argv.push_back(arg.data());
     }

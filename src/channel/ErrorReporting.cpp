@@ -29,7 +29,7 @@ RuntimeError asRuntimeError(const std::exception_ptr& failure) {
 
 void ReportError(AppContext& ctx, const RuntimeError& error) {
     const long number = error.number();
-    const QString description = error.description();
+    const QString& description = error.description();
     const QString text = errorReportText(description, ctx.procedureCode);
     // From here on a failure ends the report silently: reporting must never raise an error.
     try {

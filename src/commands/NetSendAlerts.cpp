@@ -93,7 +93,7 @@ QString NetSendProgram(const AppContext& ctx) {
     if (!ctx.env.applicationFolder.isEmpty() && beside.isFile() && beside.isExecutable()) {
         return beside.absoluteFilePath();
     }
-    const QString onPath = QStandardPaths::findExecutable(QString(kNetSendProgram));
+    QString onPath = QStandardPaths::findExecutable(QString(kNetSendProgram));
     if (onPath.isEmpty()) {
         throw RuntimeError(err::FileNotFound,
                            QStringLiteral("File not found: ") + QString(kNetSendProgram));

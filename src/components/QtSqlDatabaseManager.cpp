@@ -43,6 +43,8 @@ QString shortened(const QString& sql) {
 template <typename Handle>
 Handle nativeHandle(const QSqlDatabase& db) {
     const QVariant handle = db.driver() ? db.driver()->handle() : QVariant();
+    // Handle is the driver's pointer type (sqlite3*, SQLHANDLE): its size is what is meant.
+    // NOLINTNEXTLINE(bugprone-sizeof-expression)
     if (!handle.isValid() || handle.metaType().sizeOf() != sizeof(Handle)) {
         return nullptr;
     }

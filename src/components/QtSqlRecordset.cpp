@@ -18,8 +18,8 @@ long sqlErrorNumber(const QSqlError& error) {
 }
 
 QString sqlErrorDescription(const QSqlError& error) {
-    const QString database = error.databaseText().trimmed();
-    const QString driver = error.driverText().trimmed();
+    QString database = error.databaseText().trimmed();
+    QString driver = error.driverText().trimmed();
     if (database.isEmpty()) {
         return driver;
     }

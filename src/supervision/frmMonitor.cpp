@@ -175,8 +175,8 @@ void frmMonitor::buildControls() {
 }
 
 void frmMonitor::buildMenus() {
-    const auto item = [this](QMenu* menu, const char* name, const char* caption,
-                             QKeySequence key = {}) {
+    const auto item = [](QMenu* menu, const char* name, const char* caption,
+                         const QKeySequence& key = {}) {
         QAction* action = menu->addAction(QString::fromLatin1(caption));
         action->setObjectName(QString::fromLatin1(name));
         action->setShortcut(key);

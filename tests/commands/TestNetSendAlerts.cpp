@@ -17,7 +17,7 @@ const QString kOptions = QStringLiteral("Options");
 const QStringList kAlertValues{"AlertMsg", "AlertOp1", "AlertOp2", "AlertOp3"};
 
 QString makeProgram(const QString& folder, bool executable = true) {
-    const QString path = folder + QStringLiteral("/hvx-net-send");
+    QString path = folder + QStringLiteral("/hvx-net-send");
     QFile file(path);
     if (file.open(QIODevice::WriteOnly)) {
         file.write("#!/bin/sh\n");

@@ -67,7 +67,7 @@ class TestFileErrorManager : public QObject {
         FileErrorManager manager(clock_, nullptr);
         manager.SetLogFile(freshLog("limit.txt"));
         manager.SetLogFileLimit(1.0);
-        const qint64 limit = 1024 * 1024;
+        const qint64 limit = 1024LL * 1024;
         qint64 largest = 0;
         for (int i = 1; i <= 100000; ++i) {
             report(manager, QStringLiteral("line %1 of the trace").arg(i), true);

@@ -142,7 +142,7 @@ class TestMain : public QObject {
         QVERIFY(!s.t.ctx->databaseManager);
         // The section was cleared when the start began, and nothing was written after.
         QCOMPARE(s.control("MonitorTicks"), QStringLiteral("<missing>"));
-        QVERIFY(s.splashCloses.size() >= 1);
+        QVERIFY(!s.splashCloses.empty());
         QVERIFY(QFile::rename(s.db.scratch.file() + QStringLiteral(".away"), s.db.scratch.file()));
         s.db.reconnect();
         QCOMPARE(s.db.scalar(QStringLiteral(

@@ -11,7 +11,7 @@ using namespace hvx::test;
 namespace {
 
 QString write(TestEnvironment& t, const QByteArray& text) {
-    const QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
+    QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
     QFile file(path);
     if (file.open(QIODevice::WriteOnly)) {
         file.write(text);

@@ -271,7 +271,7 @@ class TestTimerLoop : public QObject {
         int raised = 0;
         QObject::connect(r.window.get(), &frmMonitor::errorIndicatorRaised, [&] { ++raised; });
         r.window->MonitorStartTime = r.t.clock.now();
-        r.t.clock.advanceSeconds(89 * 60);
+        r.t.clock.advanceSeconds(89LL * 60);
         r.set("State", "1");
         r.set("ErrorInfo", "Mail server refused");
         r.window->ShowStatus();

@@ -40,7 +40,7 @@ QVariant HelpDeskFixture::scalar(const QString& sql) {
     if (!rows) {
         throw RuntimeError(0, QStringLiteral("Test query failed: ") + sql);
     }
-    const QVariant value = rows->AtEnd() ? QVariant() : rows->Field(0);
+    QVariant value = rows->AtEnd() ? QVariant() : rows->Field(0);
     rows->Close();
     return value;
 }

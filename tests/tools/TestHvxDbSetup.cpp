@@ -109,7 +109,7 @@ void TestHvxDbSetup::createsThenRepairsWithoutLosingRows() {
              QStringLiteral("Halvex"));
     // The demo's old unsent messages, counted the way the Monitor counts them.
     const DateValue weekAgo =
-        DateValue::fromDateTime(QDateTime::currentDateTime()).addSeconds(-7 * 86400);
+        DateValue::fromDateTime(QDateTime::currentDateTime()).addSeconds(-7LL * 86400);
     const QString oldUnsent =
         QStringLiteral("select count(*) from Messages  where Sent is null  and LastModified < ") +
         values.FormatDate(weekAgo);

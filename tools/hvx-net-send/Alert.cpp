@@ -91,14 +91,12 @@ QByteArray terminalText(const QString& text) {
         }
         if (code == u'\n' || code == u'\r') {
             shown += QLatin1String("\r\n");
-        } else if (code == u'\t') {
-            shown += c;
-        } else if (code < 0x20) {
+        } else if (code < 0x20 && code != u'\t') {
             shown += QLatin1Char('^');
             shown += QChar(static_cast<char16_t>(code + 0x40));
         } else if (code == 0x7f) {
             shown += QLatin1String("^?");
-        } else if (c.category() == QChar::Other_Control) {
+        } else if (c.category() == QChar::Other_Control && code != u'\t') {
             shown += QLatin1Char('?');
         } else {
             shown += c;

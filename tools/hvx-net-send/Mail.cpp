@@ -16,7 +16,7 @@ QString sendmailProgram() {
         return qEnvironmentVariable("HVX_SENDMAIL");
     }
     for (const char* candidate : {"/usr/sbin/sendmail", "/usr/lib/sendmail"}) {
-        const QString path = QString::fromLatin1(candidate);
+        QString path = QString::fromLatin1(candidate);
         if (QFileInfo(path).isExecutable()) {
             return path;
         }

@@ -473,7 +473,7 @@ void TestDatabaseManager::checkJetDatabase() {
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(QByteArray(8192, 'x'));
     } else if (damage == QLatin1String("page")) {
-        QVERIFY(file.open(QIODevice::ReadWrite) && file.seek(3 * 4096));
+        QVERIFY(file.open(QIODevice::ReadWrite) && file.seek(3LL * 4096));
         file.write(QByteArray(4096, '\xff'));
     } else if (damage == QLatin1String("read-only")) {
         QVERIFY(file.setPermissions(QFileDevice::ReadOwner | QFileDevice::ReadGroup |
