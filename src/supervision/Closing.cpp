@@ -2,6 +2,8 @@
 // session) arrives here as a close request.
 #include "frmMonitor.h"
 
+#include "channel/ErrorReporting.h"
+#include "channel/ProcedureCodes.h"
 #include "startup/Shutdown.h"
 
 #include <QCheckBox>
@@ -22,6 +24,14 @@ void frmMonitor::Form_Unload() {
     Timer1->stop();
     Closing = true;
     ShutDown(ctx_, settings_, chkTrace->isChecked());
+}
+
+void frmMonitor::cmdExit_Click() {
+    RunTrapped(ctx_, code::kCmdExitClick, [&] { close(); });
+}
+
+void frmMonitor::mnuExit_Click() {
+    RunTrapped(ctx_, code::kMnuExitClick, [&] { close(); });
 }
 
 void frmMonitor::closeEvent(QCloseEvent* event) {

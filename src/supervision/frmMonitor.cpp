@@ -171,7 +171,7 @@ void frmMonitor::buildControls() {
             &frmMonitor::chkProcessOnHoldRequests_Click);
     connect(chkTrace, &QCheckBox::toggled, this, &frmMonitor::chkTrace_Click);
     connect(cmdCommand, &QPushButton::clicked, this, &frmMonitor::cmdCommand_Click);
-    connect(cmdExit, &QPushButton::clicked, this, &QWidget::close);
+    connect(cmdExit, &QPushButton::clicked, this, &frmMonitor::cmdExit_Click);
 }
 
 void frmMonitor::buildMenus() {
@@ -203,7 +203,7 @@ void frmMonitor::buildMenus() {
     mnuSendLogToHalvex = item(log, "mnuSendLogToHalvex", "&Send Log File to Support", Qt::Key_F8);
     mnuClearLogFile = item(log, "mnuClearLogFile", "&Clear Log File", Qt::Key_F9);
 
-    connect(mnuExit, &QAction::triggered, this, &QWidget::close);
+    connect(mnuExit, &QAction::triggered, this, &frmMonitor::mnuExit_Click);
     connect(mnuSuspend, &QAction::triggered, this, &frmMonitor::mnuSuspend_Click);
     connect(mnuRunNow, &QAction::triggered, this, &frmMonitor::mnuRunNow_Click);
     connect(mnuManualMailIn, &QAction::triggered, this, &frmMonitor::mnuManualMailIn_Click);

@@ -87,6 +87,8 @@ class frmMonitor final : public QMainWindow {
     // Closing: the question, then the shutdown. Every way of closing comes here.
     bool Form_QueryUnload();
     void Form_Unload();
+    void cmdExit_Click();
+    void mnuExit_Click();
 
     // A control's position and size in twips, for layout checks.
     QRect twipsGeometry(const QWidget* control) const;
