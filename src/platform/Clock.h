@@ -2,6 +2,8 @@
 
 #include "DateValue.h"
 
+#include <cstdint>
+
 namespace hvx {
 
 // Now, as a naive local date and time with whole seconds. Every decision that depends on
@@ -10,6 +12,8 @@ class Clock {
   public:
     virtual ~Clock() = default;
     virtual DateValue now() const = 0;
+    // A steady count of milliseconds, for measuring waits shorter than a second or two.
+    virtual std::int64_t milliseconds() const = 0;
 };
 
 }  // namespace hvx

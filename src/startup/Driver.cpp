@@ -22,6 +22,7 @@ namespace {
 
 // The error the platform raises when a start is cancelled; it is not worth a report.
 constexpr long kCancelledError = 32755;
+constexpr std::int64_t kSplashMinimumMilliseconds = 2000;
 
 struct MainRun {
     AppContext& ctx;
@@ -56,12 +57,13 @@ struct MainRun {
         }
     }
 
-    void waitForSplashMinimum(const DateValue& start) {
+    // Measured in milliseconds: whole seconds would keep the splash up for up to three.
+    void waitForSplashMinimum(std::int64_t startMilliseconds) {
         const Clock& clock = required(ctx.env.clock);
         UserInterface* ui = ctx.env.userInterface;
-        while (!(clock.now() > start.addSeconds(2))) {
+        while (clock.milliseconds() - startMilliseconds <= kSplashMinimumMilliseconds) {
             if (ui != nullptr) {
-                ui->waitForEvents(50);
+                ui->waitForEvents(20);
             }
         }
     }
@@ -115,7 +117,7 @@ struct MainRun {
         ctx.errorManager->SetStartupComplete(false);
         ctx.errorManager->SetEnabled(true);
 
-        const DateValue start = required(ctx.env.clock).now();
+        const std::int64_t start = required(ctx.env.clock).milliseconds();
         splash = create(ctx.env.splash, "HvxSplash.Splash");
         splash->ShowSplash(1);
         if (ctx.env.userInterface != nullptr) {

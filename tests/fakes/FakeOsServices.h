@@ -30,10 +30,7 @@ class FakeUserInterface final : public UserInterface {
     void waitForEvents(int milliseconds) override {
         ++eventTurns;
         waitedMilliseconds += milliseconds;
-        if (waitedMilliseconds >= 1000) {
-            clock_.advanceSeconds(waitedMilliseconds / 1000);
-            waitedMilliseconds %= 1000;
-        }
+        clock_.advanceMilliseconds(milliseconds);
     }
     void setWaitCursor(bool waiting) override { cursorWaiting = waiting; }
 

@@ -14,9 +14,18 @@ class SettableClock final : public Clock {
     void set(DateValue when) { now_ = when; }
     void set(const QTime& time) { now_ = DateValue::fromParts(now_.date(), time); }
     void advanceSeconds(std::int64_t seconds) { now_ = now_.addSeconds(seconds); }
+    void advanceMilliseconds(std::int64_t milliseconds) {
+        milliseconds_ += milliseconds;
+        advanceSeconds(milliseconds_ / 1000);
+        milliseconds_ %= 1000;
+    }
+    std::int64_t milliseconds() const override {
+        return now_.secondsSinceZero() * 1000 + milliseconds_;
+    }
 
   private:
     DateValue now_;
+    std::int64_t milliseconds_ = 0;
 };
 
 }  // namespace hvx::test

@@ -8,6 +8,7 @@ namespace hvx {
 class SystemClock final : public Clock {
   public:
     DateValue now() const override;
+    std::int64_t milliseconds() const override;
 };
 
 }  // namespace hvx
