@@ -23,36 +23,21 @@ QString stamp(const DateValue& now) {
 FileErrorManager::FileErrorManager(const Clock& clock, MessageBoxes* boxes)
     : clock_(clock), boxes_(boxes) {}
 
-void FileErrorManager::SetLogFileLimit(double megabytes) {
-    if (megabytes > 0) {
-        limitMegabytes_ = megabytes;
-    }
-}
-
-void FileErrorManager::Conceal(const QString& secret) {
-    if (!secret.isEmpty() && !secrets_.contains(secret)) {
-        secrets_.append(secret);
-    }
-}
-
 QString FileErrorManager::reportText() const {
-    QString text = text_;
+    QString text = ErrorText();
     while (text.endsWith(QLatin1Char('\n')) || text.endsWith(QLatin1Char('\r'))) {
         text.chop(1);
     }
-    for (const QString& secret : secrets_) {
-        text.replace(secret, QStringLiteral("********"));
-    }
-    return text;
+    return masked(text);
 }
 
 void FileErrorManager::Report(bool& isTrace) {
     const QString text = reportText();
-    if (!logFile_.isEmpty()) {
+    if (!LogFile().isEmpty()) {
         const QString mark = isTrace ? QStringLiteral("  TRACE  ") : QStringLiteral("  ERROR  ");
         append((stamp(clock_.now()) + mark + text).toUtf8() + '\n');
     }
-    if (!isTrace && !startupComplete_ && boxes_ != nullptr) {
+    if (!isTrace && !StartupComplete() && boxes_ != nullptr) {
         MessageBoxRequest box;
         box.text = text;
         box.icon = MessageIcon::Critical;
@@ -65,7 +50,7 @@ void FileErrorManager::Report(bool& isTrace) {
 }
 
 void FileErrorManager::append(const QByteArray& line) {
-    QFile file(logFile_);
+    QFile file(LogFile());
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) {
         return;
     }
@@ -80,7 +65,7 @@ void FileErrorManager::append(const QByteArray& line) {
 }
 
 void FileErrorManager::trimToLimit(qint64 size) {
-    QFile current(logFile_);
+    QFile current(LogFile());
     if (!current.open(QIODevice::ReadOnly)) {
         return;
     }
@@ -93,7 +78,7 @@ void FileErrorManager::trimToLimit(qint64 size) {
     tail.remove(0, firstBreak + 1);
 
     // Written aside and renamed over the log, so a crash mid-trim loses nothing.
-    QSaveFile trimmed(logFile_);
+    QSaveFile trimmed(LogFile());
     if (trimmed.open(QIODevice::WriteOnly)) {
         trimmed.write(tail);
         trimmed.commit();
@@ -101,14 +86,14 @@ void FileErrorManager::trimToLimit(qint64 size) {
 }
 
 qint64 FileErrorManager::limitBytes() const {
-    return static_cast<qint64>(limitMegabytes_ * kBytesPerMegabyte);
+    return static_cast<qint64>(LogFileLimit() * kBytesPerMegabyte);
 }
 
 void FileErrorManager::ClearLogFile() {
-    if (logFile_.isEmpty()) {
+    if (LogFile().isEmpty()) {
         return;
     }
-    QFile file(logFile_);
+    QFile file(LogFile());
     if (file.exists()) {
         file.resize(0);
     }

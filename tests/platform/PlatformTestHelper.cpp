@@ -27,12 +27,13 @@ bool writeFile(const QString& path, const QByteArray& content) {
 }
 
 int hold(const QStringList& arguments) {
-    hvx::SocketWindowDirectory windows;
-    const auto announcement = windows.announce(arguments.value(0));
+    // The pid first: whoever sees the window may read the pid file at once.
     if (arguments.size() > 1 &&
         !writeFile(arguments[1], QByteArray::number(static_cast<qint64>(::getpid())))) {
         return 1;
     }
+    hvx::SocketWindowDirectory windows;
+    const auto announcement = windows.announce(arguments.value(0));
     std::puts("ready");
     std::fflush(stdout);
     for (;;) {

@@ -13,7 +13,10 @@ namespace hvx {
 
 UnattendedMessageWithTurnOff::UnattendedMessageWithTurnOff(AppContext& ctx,
                                                            UnattendedSession& session)
-    : ctx_(ctx), session_(session) {}
+    : ctx_(ctx), session_(session) {
+    // Until an answer comes, the dialog counts as closed by its close box.
+    cancelled_ = true;
+}
 
 QString UnattendedMessageWithTurnOff::buttons() const {
     if (okOnly_) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Dialogs.h"
+#include "MessageWithTurnOffFields.h"
 
 #include <QDialog>
 
@@ -16,7 +16,7 @@ struct AppContext;
 // twips when it loads: the label grows to fit the message, the buttons and the box stay at
 // the bottom, 660 twips below the label. The turn-off is recorded under "Warnings" however
 // the dialog closes.
-class dlgMessageWithTurnOff final : public QDialog, public MessageWithTurnOffDialog {
+class dlgMessageWithTurnOff final : public QDialog, public MessageWithTurnOffFields {
     Q_OBJECT
 
   public:
@@ -24,18 +24,7 @@ class dlgMessageWithTurnOff final : public QDialog, public MessageWithTurnOffDia
 
     explicit dlgMessageWithTurnOff(AppContext& ctx, QWidget* parent = nullptr);
 
-    void SetMsg(const QString& text) override { msg_ = text; }
-    void SetYesNo(bool on) override { yesNo_ = on; }
-    void SetYesNoCancel(bool on) override { yesNoCancel_ = on; }
-    void SetOKOnly(bool on) override { okOnly_ = on; }
-    void SetOKCancel(bool on) override { okCancel_ = on; }
-    void SetWarningOffKey(const QString& key) override { warningOffKey_ = key; }
-    void SetWarningOffMessage(const QString& text) override { warningOffMessage_ = text; }
-    void SetFormCaption(const QString& caption) override { formCaption_ = caption; }
-    void SetPictureType(long type) override { pictureType_ = type; }
     void Show() override;
-    long Response() const override { return response_; }
-    bool Cancelled() const override { return cancelled_; }
 
     void Form_Load();
     void ArrangeControls();
@@ -57,17 +46,6 @@ class dlgMessageWithTurnOff final : public QDialog, public MessageWithTurnOffDia
     void Form_Unload();
 
     AppContext& ctx_;
-    QString msg_;
-    bool yesNo_ = false;
-    bool yesNoCancel_ = false;
-    bool okOnly_ = false;
-    bool okCancel_ = false;
-    QString warningOffKey_;
-    QString warningOffMessage_;
-    QString formCaption_;
-    long pictureType_ = 0;
-    long response_ = 0;
-    bool cancelled_ = false;
     bool unloaded_ = false;
 
     QLabel* Image1;
