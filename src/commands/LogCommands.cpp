@@ -2,6 +2,7 @@
 
 #include "channel/AppContext.h"
 #include "channel/ErrorReporting.h"
+#include "channel/OperatorMessages.h"
 #include "channel/ProcedureCodes.h"
 #include "channel/RegFunctions.h"
 #include "platform/MessageBoxes.h"
@@ -17,17 +18,6 @@ const QString kSuspendFirst = QStringLiteral(
     "The Monitor must be suspended before you do this.  Would you like the Monitor to be suspended "
     "now?");
 
-bool ask(AppContext& ctx, const QString& question) {
-    return required(ctx.env.messageBoxes)
-               .Show({question, ctx.applicationTitle, MessageIcon::Question, MessageButtons::YesNo,
-                      1}) == MessageAnswer::Yes;
-}
-
-void tell(AppContext& ctx, const QString& text, MessageIcon icon) {
-    required(ctx.env.messageBoxes)
-        .Show({text, ctx.applicationTitle, icon, MessageButtons::OkOnly, 1});
-}
-
 bool running(AppContext& ctx) {
     return isCode(GetRegValue(ctx, ctx.controlsSection, value::kState, defaults::kState),
                   state::kRunning);
@@ -41,7 +31,7 @@ bool suspendOffer(AppContext& ctx, long code, const QString& question,
     if (!isRunning) {
         return true;
     }
-    if (!ask(ctx, question)) {
+    if (!askOperator(ctx, question)) {
         return false;
     }
     suspend();
@@ -55,7 +45,7 @@ void ViewLogFile(AppContext& ctx, const SuspendAction& suspend) {
     RunTrapped(ctx, code::kMnuViewErrorLogClick, [&] {
         const QString path = required(ctx.errorManager.get()).LogFile();
         if (!QFileInfo::exists(path)) {
-            tell(ctx, QStringLiteral("The log file is empty"), MessageIcon::Information);
+            tellOperator(ctx, QStringLiteral("The log file is empty"), MessageIcon::Information);
             return;
         }
         if (!suspendOffer(ctx, code::kMnuViewErrorLogClick, kSuspendFirst, suspend)) {
@@ -65,27 +55,29 @@ void ViewLogFile(AppContext& ctx, const SuspendAction& suspend) {
         FileOpener& opener = required(ctx.env.fileOpener);
         const auto program = opener.associatedProgram(path);
         if (!program) {
-            tell(ctx,
-                 QStringLiteral("Could not find a program associated with ") + path +
-                     QStringLiteral(". Please open the file using your normal text editor."),
-                 MessageIcon::Exclamation);
+            tellOperator(
+                ctx,
+                QStringLiteral("Could not find a program associated with ") + path +
+                    QStringLiteral(". Please open the file using your normal text editor."),
+                MessageIcon::Exclamation);
             return;
         }
         const QString quoted = QLatin1Char('"') + path + QLatin1Char('"');
         ctx.procedureCode = code::kViewErrorLogStart;
         if (!opener.open(*program, path)) {
-            tell(ctx,
-                 quoted + QStringLiteral(" was not opened") +
-                     QStringLiteral(". Please open the file using your normal text editor."),
-                 MessageIcon::Exclamation);
+            tellOperator(
+                ctx,
+                quoted + QStringLiteral(" was not opened") +
+                    QStringLiteral(". Please open the file using your normal text editor."),
+                MessageIcon::Exclamation);
         }
     });
 }
 
 void SendLogFile(AppContext& ctx, const SuspendAction& suspend) {
     RunTrapped(ctx, code::kMnuSendLogClick, [&] {
-        if (!ask(ctx, QStringLiteral("Are you sure you want to send the log file to ") +
-                          ctx.shortCompanyName + QStringLiteral(" Support?"))) {
+        if (!askOperator(ctx, QStringLiteral("Are you sure you want to send the log file to ") +
+                                  ctx.shortCompanyName + QStringLiteral(" Support?"))) {
             return;
         }
         if (!suspendOffer(ctx, code::kMnuSendLogClick, kSuspendFirst, suspend)) {
@@ -101,7 +93,7 @@ void SendLogFile(AppContext& ctx, const SuspendAction& suspend) {
 
 void ClearLogFile(AppContext& ctx) {
     RunTrapped(ctx, code::kMnuClearLogFileClick, [&] {
-        if (ask(ctx, QStringLiteral("Are you sure you want to clear the log file?"))) {
+        if (askOperator(ctx, QStringLiteral("Are you sure you want to clear the log file?"))) {
             required(ctx.errorManager.get()).ClearLogFile();
         }
     });
@@ -112,7 +104,8 @@ bool ClearErrorWarning(AppContext& ctx, const SuspendAction& suspend) {
     RunTrapped(ctx, code::kMnuClearErrorWarningClick, [&] {
         if (running(ctx)) {
             ctx.procedureCode = code::kMnuClearErrorWarningClick;
-            if (ask(ctx,
+            if (askOperator(
+                    ctx,
                     QStringLiteral(
                         "The Monitor must be suspended and resumed to clear the Error Warning.") +
                         QStringLiteral("\r\n\r\n") +

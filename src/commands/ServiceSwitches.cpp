@@ -2,6 +2,7 @@
 
 #include "channel/AppContext.h"
 #include "channel/ErrorReporting.h"
+#include "channel/OperatorMessages.h"
 #include "channel/ProcedureCodes.h"
 #include "channel/RegFunctions.h"
 #include "platform/Conversions.h"
@@ -31,9 +32,9 @@ void RunNow(AppContext& ctx, DateValue& lastSettingsRefresh, const std::function
     RunTrapped(ctx, code::kMnuRunNowClick, [&] {
         if (isCode(GetRegValue(ctx, ctx.controlsSection, value::kProcessing, defaults::kProcessing),
                    QLatin1String("1"))) {
-            required(ctx.env.messageBoxes)
-                .Show({QStringLiteral("The Monitor is already doing the processing as scheduled."),
-                       ctx.applicationTitle, MessageIcon::Information, MessageButtons::OkOnly, 1});
+            tellOperator(
+                ctx, QStringLiteral("The Monitor is already doing the processing as scheduled."),
+                MessageIcon::Information);
             return;
         }
         lastSettingsRefresh = DateValue::zero();
@@ -41,10 +42,10 @@ void RunNow(AppContext& ctx, DateValue& lastSettingsRefresh, const std::function
             SaveRegValue(ctx, ctx.controlsSection, value::kCommand, command::kRunNow);
             return;
         }
-        required(ctx.env.messageBoxes)
-            .Show({QStringLiteral("Failed to refresh the System Settings.  Please check the log "
-                                  "file for errors."),
-                   ctx.applicationTitle, MessageIcon::Critical, MessageButtons::OkOnly, 1});
+        tellOperator(ctx,
+                     QStringLiteral("Failed to refresh the System Settings.  Please check the log "
+                                    "file for errors."),
+                     MessageIcon::Critical);
     });
 }
 

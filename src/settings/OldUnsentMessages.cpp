@@ -2,6 +2,7 @@
 
 #include "channel/AppContext.h"
 #include "channel/ErrorReporting.h"
+#include "channel/OperatorMessages.h"
 #include "channel/ProcedureCodes.h"
 #include "platform/Clock.h"
 #include "platform/Conversions.h"
@@ -67,6 +68,19 @@ QString oldMessagesWarning(int count) {
                "IF YOU CHOOSE NOT TO DELETE THE OLD MESSAGES, THEY WILL ALL BE SENT NOW.");
 }
 
+QString daysRefusal(const QString& text, int& days) {
+    const QString notANumber = QStringLiteral("Please type the number of days.");
+    if (!isNumeric(text)) {
+        return notANumber;
+    }
+    try {
+        days = toWholeNumber(text.trimmed());
+    } catch (const RuntimeError&) {
+        return notANumber;
+    }
+    return days < 1 ? QStringLiteral("The number of days must be 1 or more.") : QString();
+}
+
 int CheckOldUnsentMessages(AppContext& ctx, bool sendEmailTicked) {
     int result = oldMessages::kNothingToAsk;
     RunTrapped(ctx, code::kCheckOldUnsentMessages, [&] {
@@ -126,9 +140,7 @@ int CheckOldUnsentMessages(AppContext& ctx, bool sendEmailTicked) {
         }
         if (required(ctx.databaseManager.get()).ExecuteCommand(statement, 0)) {
             trace(ctx, report);
-            required(ctx.env.messageBoxes)
-                .Show({report, ctx.applicationTitle, MessageIcon::Information,
-                       MessageButtons::OkOnly, 1});
+            tellOperator(ctx, report, MessageIcon::Information);
             result = oldMessages::kAnswered;
         }
     });

@@ -19,6 +19,10 @@ inline constexpr int kNothingToAsk = 5;
 // while `sendEmailTicked` is false.
 int CheckOldUnsentMessages(AppContext& ctx, bool sendEmailTicked);
 
+// The dialog's check of the number of days typed for "delete older than": empty when `text`
+// is accepted (the number is in `days`), otherwise the message that refuses it.
+QString daysRefusal(const QString& text, int& days);
+
 // The dialog's warning for `count` old unsent messages.
 QString oldMessagesWarning(int count);
 

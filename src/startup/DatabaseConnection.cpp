@@ -4,6 +4,7 @@
 #include "Version.h"
 #include "channel/AppContext.h"
 #include "channel/ErrorReporting.h"
+#include "channel/OperatorMessages.h"
 #include "channel/ProcedureCodes.h"
 #include "platform/MessageBoxes.h"
 #include "platform/OsServices.h"
@@ -40,8 +41,7 @@ RuntimeError fileError(const QFile& file) {
 }
 
 void exclaim(AppContext& ctx, const QString& text) {
-    required(ctx.env.messageBoxes)
-        .Show({text, ctx.applicationTitle, MessageIcon::Exclamation, MessageButtons::OkOnly, 1});
+    tellOperator(ctx, text, MessageIcon::Exclamation);
 }
 
 // Deletes folder/db.ini; tells the operator and answers false when that fails.
@@ -90,11 +90,12 @@ bool ConnectDatabase(AppContext& ctx, SystemSettings& settings, LoginStatus& sta
                 ctx.databaseManager.reset();
             }
             if (!ctx.databaseManager) {
-                required(ctx.env.messageBoxes)
-                    .Show({QStringLiteral("Unable to create the Database Manager component.  ") +
-                               QStringLiteral("Please use Control Panel to remove and reinstall ") +
-                               ctx.applicationTitle + QStringLiteral("."),
-                           ctx.applicationTitle, MessageIcon::Critical, MessageButtons::OkOnly, 1});
+                tellOperator(
+                    ctx,
+                    QStringLiteral("Unable to create the Database Manager component.  ") +
+                        QStringLiteral("Please use Control Panel to remove and reinstall ") +
+                        ctx.applicationTitle + QStringLiteral("."),
+                    MessageIcon::Critical);
                 return;
             }
             DatabaseManager& database = *ctx.databaseManager;
@@ -143,10 +144,10 @@ bool ConnectDatabase(AppContext& ctx, SystemSettings& settings, LoginStatus& sta
                 continue;
             }
             if (result == 1) {
-                required(ctx.env.messageBoxes)
-                    .Show({QStringLiteral("The database has not been configured.  Run the main "
-                                          "Help Desk application first."),
-                           ctx.applicationTitle, MessageIcon::Critical, MessageButtons::OkOnly, 1});
+                tellOperator(ctx,
+                             QStringLiteral("The database has not been configured.  Run the main "
+                                            "Help Desk application first."),
+                             MessageIcon::Critical);
                 return;
             }
             break;

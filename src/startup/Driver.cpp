@@ -6,6 +6,7 @@
 #include "ProductStrings.h"
 #include "channel/AppContext.h"
 #include "channel/ErrorReporting.h"
+#include "channel/OperatorMessages.h"
 #include "channel/ProcedureCodes.h"
 #include "channel/RegFunctions.h"
 #include "platform/Clock.h"
@@ -101,11 +102,10 @@ struct MainRun {
             ctx.optionsSection = QString(section::kOptions);
             // A running copy owns the Controls section: ask before clearing it.
             if (required(ctx.env.instanceGuard).anotherCopyRunning()) {
-                required(ctx.env.messageBoxes)
-                    .Show({ctx.applicationTitle +
-                               QStringLiteral(" is already running on this computer"),
-                           ctx.applicationTitle, MessageIcon::Information, MessageButtons::OkOnly,
-                           1});
+                tellOperator(
+                    ctx,
+                    ctx.applicationTitle + QStringLiteral(" is already running on this computer"),
+                    MessageIcon::Information);
                 return false;
             }
             ownsControls = true;

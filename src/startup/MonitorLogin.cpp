@@ -4,6 +4,7 @@
 #include "ProductStrings.h"
 #include "channel/AppContext.h"
 #include "channel/ErrorReporting.h"
+#include "channel/OperatorMessages.h"
 #include "channel/ProcedureCodes.h"
 #include "platform/Clock.h"
 #include "platform/Conversions.h"
@@ -20,8 +21,7 @@ namespace {
 const QString kMonitorLogin = QStringLiteral("Monitor");
 
 void critical(AppContext& ctx, const QString& text) {
-    required(ctx.env.messageBoxes)
-        .Show({text, ctx.applicationTitle, MessageIcon::Critical, MessageButtons::OkOnly, 1});
+    tellOperator(ctx, text, MessageIcon::Critical);
 }
 
 QString whereMonitor(AppContext& ctx) {

@@ -3,6 +3,7 @@
 #include "MonitorLogin.h"
 #include "channel/AppContext.h"
 #include "channel/ErrorReporting.h"
+#include "channel/OperatorMessages.h"
 #include "channel/ProcedureCodes.h"
 #include "channel/RegFunctions.h"
 #include "platform/Conversions.h"
@@ -21,11 +22,8 @@ bool ConfirmExit(AppContext& ctx) {
         }
         if (isCode(GetRegValue(ctx, ctx.controlsSection, value::kProcessing, defaults::kProcessing),
                    QLatin1String("1"))) {
-            const MessageAnswer answer =
-                required(ctx.env.messageBoxes)
-                    .Show({QStringLiteral("The monitor is busy.  Are you sure you want to exit?"),
-                           ctx.applicationTitle, MessageIcon::Question, MessageButtons::YesNo, 2});
-            allowed = answer != MessageAnswer::No;
+            allowed = askOperator(
+                ctx, QStringLiteral("The monitor is busy.  Are you sure you want to exit?"), 2);
             return;
         }
         if (!isCode(GetRegValue(ctx, QString(section::kWarnings), value::kExitMonitor,

@@ -2,6 +2,7 @@
 
 #include "channel/AppContext.h"
 #include "channel/ErrorReporting.h"
+#include "channel/OperatorMessages.h"
 #include "channel/ProcedureCodes.h"
 #include "channel/RegFunctions.h"
 #include "commands/NetSendAlerts.h"
@@ -293,8 +294,7 @@ void frmMonitor::writeControl(QLatin1String name, const QString& value) {
 }
 
 void frmMonitor::critical(const QString& text) {
-    required(ctx_.env.messageBoxes)
-        .Show({text, ctx_.applicationTitle, MessageIcon::Critical, MessageButtons::OkOnly, 1});
+    tellOperator(ctx_, text, MessageIcon::Critical);
 }
 
 }  // namespace hvx

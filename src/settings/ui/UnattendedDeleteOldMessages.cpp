@@ -1,8 +1,6 @@
 #include "UnattendedDeleteOldMessages.h"
 
-#include "platform/Conversions.h"
 #include "platform/MessageBoxes.h"
-#include "platform/RuntimeError.h"
 #include "platform/qt/UnattendedSession.h"
 #include "settings/OldUnsentMessages.h"
 
@@ -49,19 +47,7 @@ bool UnattendedDeleteOldMessages::apply(const QString& token) {
         return true;
     }
     const QString days = token.startsWith(QLatin1String("days:")) ? token.mid(5) : QString();
-    QString refusal;
-    if (!isNumeric(days)) {
-        refusal = QStringLiteral("Please type the number of days.");
-    } else {
-        try {
-            daysToDelete_ = toWholeNumber(days.trimmed());
-            if (daysToDelete_ < 1) {
-                refusal = QStringLiteral("The number of days must be 1 or more.");
-            }
-        } catch (const RuntimeError&) {
-            refusal = QStringLiteral("Please type the number of days.");
-        }
-    }
+    const QString refusal = daysRefusal(days, daysToDelete_);
     if (!refusal.isEmpty()) {
         boxes_.Show({refusal, QStringLiteral("Halvex Help Desk"), MessageIcon::Exclamation,
                      MessageButtons::OkOnly, 1});

@@ -1,8 +1,6 @@
 #include "dlgDeleteOldMessages.h"
 
-#include "platform/Conversions.h"
 #include "platform/MessageBoxes.h"
-#include "platform/RuntimeError.h"
 #include "settings/OldUnsentMessages.h"
 
 #include <QGridLayout>
@@ -104,19 +102,9 @@ void dlgDeleteOldMessages::cmdOK_Click() {
                   : option_[1]->isChecked() ? kDeleteAll
                                             : kDeleteOlderThanDays;
     if (userChoice_ == kDeleteOlderThanDays) {
-        const QString days = txtDays_->text();
-        if (!isNumeric(days)) {
-            refuseDays(QStringLiteral("Please type the number of days."));
-            return;
-        }
-        try {
-            daysToDelete_ = toWholeNumber(days.trimmed());
-        } catch (const RuntimeError&) {
-            refuseDays(QStringLiteral("Please type the number of days."));
-            return;
-        }
-        if (daysToDelete_ < 1) {
-            refuseDays(QStringLiteral("The number of days must be 1 or more."));
+        const QString refusal = daysRefusal(txtDays_->text(), daysToDelete_);
+        if (!refusal.isEmpty()) {
+            refuseDays(refusal);
             return;
         }
     }
