@@ -69,7 +69,7 @@ QString oldMessagesWarning(int count) {
 }
 
 QString daysRefusal(const QString& text, int& days) {
-    const QString notANumber = QStringLiteral("Please type the number of days.");
+    QString notANumber = QStringLiteral("Please type the number of days.");
     if (!isNumeric(text)) {
         return notANumber;
     }
