@@ -1,0 +1,382 @@
+#include "components/SqliteRegistryStore.h"
+#include "platform/posix/SocketWindowDirectory.h"
+
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QStandardPaths>
+#include <QSysInfo>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+
+using namespace hvx;
+
+namespace {
+
+const QString kBase = QStringLiteral("Software\\Halvex\\Help Desk\\Monitor\\");
+const QString kTitle = QStringLiteral("Help Desk Monitor");
+
+struct Status {
+    int code = -1;
+    QString out;
+    QString firstLine() const { return out.section(QLatin1Char('\n'), 0, 0); }
+    QJsonObject json() const { return QJsonDocument::fromJson(out.toUtf8()).object(); }
+};
+
+// The size, modification time and content of a file, to show that nothing wrote to it.
+QByteArray fingerprint(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return "missing";
+    }
+    const QDateTime modified = QFileInfo(path).fileTime(QFileDevice::FileModificationTime);
+    return QByteArray::number(modified.toMSecsSinceEpoch()) + ' ' +
+           QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256).toHex();
+}
+
+void setSetting(const QString& databaseFile, const QString& name, const QString& value) {
+    const QString connection = QStringLiteral("status-settings");
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection);
+        db.setDatabaseName(databaseFile);
+        QVERIFY(db.open());
+        QSqlQuery query(db);
+        query.prepare(QStringLiteral("update Settings set SettingValue = ? where SettingName = ?"));
+        query.addBindValue(value);
+        query.addBindValue(name);
+        QVERIFY(query.exec());
+        QCOMPARE(query.numRowsAffected(), 1);
+    }
+    QSqlDatabase::removeDatabase(connection);
+}
+
+// The real programs in an application folder of their own, with a private store, session and
+// log folder, every box answered from a queue; hvx-status run as an operator would.
+class Installation {
+  public:
+    explicit Installation(const QString& name)
+        : session(QStringLiteral("%1-%2").arg(name).arg(QCoreApplication::applicationPid())),
+          app(dir.filePath(QStringLiteral("app"))),
+          registry(dir.filePath(QStringLiteral("registry.sqlite3"))) {
+        QDir().mkpath(app);
+        for (const char* program : {"HvxMonitor", "HvxMonCore"}) {
+            QFile::copy(bin + QLatin1Char('/') + QLatin1String(program),
+                        app + QLatin1Char('/') + QLatin1String(program));
+        }
+        environment.insert(QStringLiteral("HVX_REGISTRY"), registry);
+        environment.insert(QStringLiteral("HVX_SESSION"), session);
+        environment.insert(QStringLiteral("XDG_DATA_HOME"), dir.filePath(QStringLiteral("data")));
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        environment.insert(QStringLiteral("HVX_UNATTENDED"),
+                           dir.filePath(QStringLiteral("boxes.jsonl")));
+        qputenv("HVX_SESSION", session.toUtf8());
+    }
+
+    // A help-desk database in `folder`, processing started at once by the Monitor.
+    bool createDatabase(const QString& folder, bool demo) {
+        QDir().mkpath(folder);
+        QProcess setup;
+        QStringList arguments{QStringLiteral("--db-ini"), folder};
+        if (demo) {
+            arguments << QStringLiteral("--demo");
+        }
+        setup.start(bin + QStringLiteral("/hvx-dbsetup"), arguments);
+        if (!setup.waitForFinished(30000) || setup.exitCode() != 0) {
+            return false;
+        }
+        setSetting(folder + QStringLiteral("/helpdesk.sqlite3"), QStringLiteral("AutoStartMonitor"),
+                   QStringLiteral("1"));
+        return true;
+    }
+
+    QProcess* startMonitor(const QString& answers, const QString& coreFault = {}) {
+        auto* monitor = new QProcess;
+        QProcessEnvironment env = environment;
+        env.insert(QStringLiteral("HVX_ANSWERS"), answers);
+        if (!coreFault.isEmpty()) {
+            env.insert(QStringLiteral("HVX_CORE_FAULT"), coreFault);
+        }
+        monitor->setProcessEnvironment(env);
+        monitor->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        monitor->start(app + QStringLiteral("/HvxMonitor"), {});
+        monitor->waitForStarted();
+        monitors.emplace_back(monitor);
+        return monitor;
+    }
+
+    Status status(const QStringList& arguments, const QString& store = {}) const {
+        QProcess process;
+        QProcessEnvironment env = environment;
+        env.insert(QStringLiteral("HVX_REGISTRY"), store.isEmpty() ? registry : store);
+        process.setProcessEnvironment(env);
+        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process.start(bin + QStringLiteral("/hvx-status"), arguments);
+        if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit) {
+            return {};
+        }
+        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput())};
+    }
+
+    // The store is opened afresh for each value, so this test holds no connection between
+    // them and the programs' last close can fold the journal away.
+    QString control(const QString& section, const char* name) const {
+        QVariant value;
+        int type = 0;
+        const int found = SqliteRegistryStore::factory(registry)()->QueryValue(
+            RegistryStore::kCurrentUser, kBase + section, QString::fromLatin1(name), value, type);
+        return found == RegistryStore::kStatusOk ? value.toString() : QString();
+    }
+    void setControl(const char* name, const QString& value) const {
+        SqliteRegistryStore::factory(registry)()->SetValue(
+            RegistryStore::kCurrentUser, kBase + QStringLiteral("Controls"),
+            QString::fromLatin1(name), value, RegistryStore::kTypeString, true);
+    }
+    QString boxes() const {
+        QFile file(dir.filePath(QStringLiteral("boxes.jsonl")));
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    }
+    bool window(const QString& caption) const {
+        return SocketWindowDirectory().findWindow(caption);
+    }
+
+    ~Installation() {
+        for (auto& monitor : monitors) {
+            if (monitor->state() != QProcess::NotRunning) {
+                monitor->kill();
+                monitor->waitForFinished(5000);
+            }
+        }
+        // A core application left running after a failure is asked to close.
+        for (const QString& section : controlSections) {
+            SqliteRegistryStore::factory(registry)()->SetValue(
+                RegistryStore::kCurrentUser, kBase + section, QStringLiteral("Command"),
+                QStringLiteral("5"), RegistryStore::kTypeString, true);
+        }
+    }
+
+    const QString bin = qEnvironmentVariable("HVX_BIN_DIR");
+    QString session;
+    QTemporaryDir dir;
+    QString app;
+    QString registry;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    std::vector<std::unique_ptr<QProcess>> monitors;
+    QStringList controlSections{QStringLiteral("Controls")};
+};
+
+void stopMonitor(QProcess* monitor) {
+    ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
+    QVERIFY(monitor->waitForFinished(15000));
+}
+
+}  // namespace
+
+class TestStatusEndToEnd : public QObject {
+    Q_OBJECT
+
+  private Q_SLOTS:
+    void followsOneMonitorThroughItsStates() {
+        Installation i(QStringLiteral("status-single"));
+        QVERIFY(i.createDatabase(i.app, true));
+        const QStringList withDatabase{QStringLiteral("--db-ini"), i.app};
+
+        Status status = i.status(withDatabase);
+        QCOMPARE(status.code, 3);
+        QVERIFY2(status.firstLine().startsWith(QStringLiteral("HVXMONITOR UNKNOWN - cannot read "
+                                                              "the store")),
+                 qPrintable(status.out));
+        QVERIFY(!QFile::exists(i.registry));
+
+        const QString damaged = i.dir.filePath(QStringLiteral("damaged/registry.sqlite3"));
+        QDir().mkpath(QFileInfo(damaged).path());
+        QFile garbage(damaged);
+        QVERIFY(garbage.open(QIODevice::WriteOnly));
+        garbage.write(QByteArray(8192, 'x'));
+        garbage.close();
+        const QByteArray damagedBefore = fingerprint(damaged);
+        status = i.status(withDatabase, damaged);
+        QCOMPARE(status.code, 3);
+        QVERIFY2(status.firstLine().contains(damaged), qPrintable(status.out));
+        QCOMPARE(fingerprint(damaged), damagedBefore);
+        QCOMPARE(QDir(QFileInfo(damaged).path()).entryList(QDir::Files),
+                 QStringList{QStringLiteral("registry.sqlite3")});
+
+        QProcess* monitor = i.startMonitor(QStringLiteral("keep"), QStringLiteral("error-after:3"));
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(!i.control(QStringLiteral("Controls"), "ErrorInfo").isEmpty(),
+                                 15000);
+        status = i.status(withDatabase + QStringList{QStringLiteral("--json")});
+        QCOMPARE(status.code, 1);
+        const QJsonObject json = status.json();
+        const QStringList fields{"coreHasDBIssues", "coreWindow", "errorInfo",      "exitCode",
+                                 "instance",        "login",      "monitorCaption", "monitorWindow",
+                                 "processing",      "reasons",    "result",         "services",
+                                 "state",           "stateName",  "status",         "store",
+                                 "storeError",      "summary",    "title"};
+        QCOMPARE(json.keys(), fields);
+        QCOMPARE(json[QStringLiteral("result")].toString(), QStringLiteral("WARNING"));
+        QCOMPARE(json[QStringLiteral("exitCode")].toInt(), 1);
+        QVERIFY2(json[QStringLiteral("summary")].toString().startsWith(
+                     QStringLiteral("HVXMONITOR WARNING - errors logged: Error 3021")),
+                 qPrintable(status.out));
+        QCOMPARE(json[QStringLiteral("instance")].toString(), QString());
+        QCOMPARE(json[QStringLiteral("title")].toString(), kTitle);
+        QCOMPARE(json[QStringLiteral("monitorWindow")].toBool(), true);
+        QCOMPARE(json[QStringLiteral("monitorCaption")].toString(),
+                 kTitle + QStringLiteral(" (Running)"));
+        QCOMPARE(json[QStringLiteral("coreWindow")].toBool(), true);
+        QCOMPARE(json[QStringLiteral("state")].toString(), QStringLiteral("1"));
+        QCOMPARE(json[QStringLiteral("stateName")].toString(), QStringLiteral("running"));
+        QVERIFY(json[QStringLiteral("processing")].isBool());
+        QCOMPARE(json[QStringLiteral("status")].toString(),
+                 i.control(QStringLiteral("Controls"), "Status"));
+        QCOMPARE(json[QStringLiteral("errorInfo")].toString(),
+                 i.control(QStringLiteral("Controls"), "ErrorInfo"));
+        QCOMPARE(json[QStringLiteral("coreHasDBIssues")].toBool(true), false);
+        QCOMPARE(json[QStringLiteral("services")].toObject(), QJsonObject({{"readingEmail", true},
+                                                                           {"sendingEmail", true},
+                                                                           {"processingSLAs", true},
+                                                                           {"onHold", true},
+                                                                           {"archiving", true}}));
+        const QJsonObject login = json[QStringLiteral("login")].toObject();
+        QCOMPARE(login[QStringLiteral("found")].toBool(), true);
+        QCOMPARE(login[QStringLiteral("loggedIn")].toBool(), true);
+        QCOMPARE(login[QStringLiteral("computerName")].toString(), QSysInfo::machineHostName());
+        QVERIFY(!login[QStringLiteral("loginDate")].toString().isEmpty());
+        QVERIFY(login[QStringLiteral("error")].isNull());
+
+        // The operator clears the warning; a stopped service shows in the text.
+        i.setControl("ErrorInfo", QString());
+        SqliteRegistryStore::factory(i.registry)()->SetValue(
+            RegistryStore::kCurrentUser, kBase + QStringLiteral("Options"),
+            QStringLiteral("StopArchiving"), QStringLiteral("1"), RegistryStore::kTypeString, true);
+        status = i.status(withDatabase);
+        QCOMPARE(status.code, 0);
+        QVERIFY2(status.firstLine().startsWith(QStringLiteral("HVXMONITOR OK - running")),
+                 qPrintable(status.out));
+        QVERIFY2(status.out.contains(QStringLiteral("archiving off")), qPrintable(status.out));
+        QVERIFY2(status.out.contains(QStringLiteral("logged in on ")), qPrintable(status.out));
+
+        i.setControl("Command", QStringLiteral("3"));
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Suspended)")), 15000);
+        status = i.status(withDatabase);
+        QCOMPARE(status.code, 1);
+        QCOMPARE(status.firstLine(), QStringLiteral("HVXMONITOR WARNING - suspended (State 2)"));
+
+        stopMonitor(monitor);
+        QTRY_VERIFY_WITH_TIMEOUT(!i.window(kTitle + QStringLiteral(" Timer")), 15000);
+        // The journal goes once the last program has closed the store.
+        QTRY_VERIFY_WITH_TIMEOUT(!QFile::exists(i.registry + QStringLiteral("-wal")), 15000);
+        const QByteArray before = fingerprint(i.registry);
+        status = i.status(withDatabase);
+        QCOMPARE(status.code, 2);
+        QVERIFY2(status.firstLine().startsWith(
+                     QStringLiteral("HVXMONITOR CRITICAL - no Monitor window")),
+                 qPrintable(status.out));
+        QVERIFY2(status.out.contains(QStringLiteral("logged out")), qPrintable(status.out));
+        QCOMPARE(fingerprint(i.registry), before);
+    }
+
+    // Two instances side by side: North gives up after an abort beyond its tolerance of 0,
+    // South runs on.
+    void reportsInstancesApart() {
+        Installation i(QStringLiteral("status-instances"));
+        i.controlSections = {QStringLiteral("Controls:North"), QStringLiteral("Controls:South")};
+        QFile names(i.app + QStringLiteral("/monitornames.txt"));
+        QVERIFY(names.open(QIODevice::WriteOnly));
+        for (const char* instance : {"North", "South"}) {
+            const QString folder = i.dir.filePath(QString::fromLatin1(instance));
+            QVERIFY(i.createDatabase(folder, false));
+            names.write(QByteArray(instance) + ", " + folder.toUtf8() + "/\n");
+        }
+        names.close();
+        setSetting(i.dir.filePath(QStringLiteral("North/helpdesk.sqlite3")),
+                   QStringLiteral("MonitorCnnTolerance"), QStringLiteral("0"));
+        QProcess* north =
+            i.startMonitor(QStringLiteral("select:North"), QStringLiteral("abort-after:3"));
+        QProcess* south = i.startMonitor(QStringLiteral("select:South"));
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(QStringLiteral("South Monitor (Running)")), 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(i.control(QStringLiteral("Controls:North"), "State"),
+                                  QStringLiteral("999"), 60000);
+        QFile northLog(i.dir.filePath(QStringLiteral("North/monitorlog.txt")));
+        northLog.open(QIODevice::ReadOnly);
+        QVERIFY2(north->waitForFinished(30000),
+                 qPrintable(i.boxes() + QString::fromUtf8(northLog.readAll())));
+
+        const Status northStatus = i.status({QStringLiteral("North")});
+        QCOMPARE(northStatus.code, 2);
+        QVERIFY2(northStatus.firstLine().startsWith(QStringLiteral(
+                     "HVXMONITOR CRITICAL - North: no Monitor window; core application aborted "
+                     "(State 999)")),
+                 qPrintable(northStatus.out));
+        const Status southStatus = i.status({QStringLiteral("--json"), QStringLiteral("South")});
+        QCOMPARE(southStatus.code, 0);
+        const QJsonObject southJson = southStatus.json();
+        QCOMPARE(southJson[QStringLiteral("instance")].toString(), QStringLiteral("South"));
+        QCOMPARE(southJson[QStringLiteral("state")].toString(), QStringLiteral("1"));
+        QCOMPARE(southJson[QStringLiteral("monitorCaption")].toString(),
+                 QStringLiteral("South Monitor (Running)"));
+        QVERIFY(southJson[QStringLiteral("login")].isNull());
+        stopMonitor(south);
+    }
+
+    // What cmake --install lays down: the tool, the desktop entry that --help points to for
+    // autostart, and a user unit that systemd accepts.
+    void installsTheDesktopEntryAndTheUserUnit() {
+        QTemporaryDir prefix;
+        QProcess install;
+        install.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        install.start(qEnvironmentVariable("HVX_CMAKE"),
+                      {QStringLiteral("--install"), qEnvironmentVariable("HVX_BUILD_DIR"),
+                       QStringLiteral("--prefix"), prefix.path()});
+        QVERIFY(install.waitForFinished(120000));
+        QCOMPARE(install.exitCode(), 0);
+        const QString desktop =
+            prefix.filePath(QStringLiteral("share/applications/hvxmonitor.desktop"));
+        QVERIFY(QFile::exists(desktop));
+
+        QProcess help;
+        help.start(prefix.filePath(QStringLiteral("bin/hvx-status")), {QStringLiteral("--help")});
+        QVERIFY(help.waitForFinished(30000));
+        QCOMPARE(help.exitCode(), 0);
+        const QString helpText = QString::fromUtf8(help.readAllStandardOutput());
+        QVERIFY2(
+            helpText.contains(QStringLiteral("cp ") + desktop +
+                              QStringLiteral(" \"${XDG_CONFIG_HOME:-$HOME/.config}/autostart/\"")),
+            qPrintable(helpText));
+
+        const QString unit =
+            prefix.filePath(QStringLiteral("share/systemd/user/hvx-monitor.service"));
+        QFile unitFile(unit);
+        QVERIFY(unitFile.open(QIODevice::ReadOnly));
+        const QString unitText = QString::fromUtf8(unitFile.readAll());
+        QVERIFY(unitText.contains(QStringLiteral("ExecStart=") +
+                                  prefix.filePath(QStringLiteral("bin/HvxMonitor")) +
+                                  QLatin1Char('\n')));
+        QVERIFY(!unitText.contains(QLatin1Char('@')));
+
+        const QString analyze = QStandardPaths::findExecutable(QStringLiteral("systemd-analyze"));
+        if (analyze.isEmpty()) {
+            QSKIP("systemd-analyze is not installed (scripts/setup installs it)");
+        }
+        QProcess verify;
+        verify.setProcessChannelMode(QProcess::MergedChannels);
+        verify.start(analyze, {QStringLiteral("--user"), QStringLiteral("verify"), unit});
+        QVERIFY(verify.waitForFinished(60000));
+        const QString findings = QString::fromUtf8(verify.readAll());
+        QVERIFY2(verify.exitCode() == 0 && findings.trimmed().isEmpty(), qPrintable(findings));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestStatusEndToEnd)
+#include "TestStatusEndToEnd.moc"
