@@ -90,7 +90,8 @@ int main(int argc, char* argv[]) {
     };
     if (unattended) {
         env.connectionWizard = [&] {
-            return std::make_unique<UnattendedConnectionWizard>(*unattended);
+            return std::make_unique<UnattendedConnectionWizard>(*unattended, env.applicationFolder,
+                                                                clock);
         };
         env.deleteOldMessagesDialog = [&] {
             return std::make_unique<UnattendedDeleteOldMessages>(*unattended, boxes);

@@ -19,9 +19,8 @@ namespace {
 constexpr std::array<QLatin1String, 3> kDestinationValues{value::kAlertOp1, value::kAlertOp2,
                                                           value::kAlertOp3};
 
-// The delivering program shows no window; minimized without the focus keeps the Monitor's
-// window where the operator left it.
-constexpr WindowStyle kAlertWindowStyle = WindowStyle::MinimizedNoActivate;
+// The alert command starts minimized and takes the focus.
+constexpr WindowStyle kAlertWindowStyle = WindowStyle::Minimized;
 
 QString readOption(AppContext& ctx, QLatin1String name) {
     return GetRegValue(ctx, ctx.optionsSection, QString(name), QString(defaults::kAlert));
@@ -49,13 +48,11 @@ bool isAcceptableDestination(const QString& destination) {
     return trimmed.startsWith(QLatin1Char('"')) && trimmed.endsWith(QLatin1Char('"'));
 }
 
-AlertSetup ReadAlertSetup(AppContext& ctx) {
-    AlertSetup setup;
+void ReadAlertSetup(AppContext& ctx, AlertSetup& setup) {
     setup.message = readOption(ctx, value::kAlertMsg);
     for (std::size_t i = 0; i < kDestinationValues.size(); ++i) {
         setup.destinations[i] = readOption(ctx, kDestinationValues[i]);
     }
-    return setup;
 }
 
 bool SaveAlertSetup(AppContext& ctx, const AlertSetup& setup) {

@@ -31,8 +31,10 @@ QString trimSpaces(const QString& text);
 // double quote; any other destination, an empty one included, is acceptable.
 bool isAcceptableDestination(const QString& destination);
 
-// A value never stored reads as empty text. Store errors reach the caller.
-AlertSetup ReadAlertSetup(AppContext& ctx);
+// Reads the message, then the destinations, each into `setup` as soon as it is read, so a store
+// error (which reaches the caller) leaves the values read before it in place. A value never
+// stored reads as empty text.
+void ReadAlertSetup(AppContext& ctx, AlertSetup& setup);
 
 // The OK of the set-up: the first destination that breaks the quotes rule is named in a
 // message box and nothing is saved; otherwise the message and the destinations are saved in

@@ -7,6 +7,7 @@
 #include "channel/RegFunctions.h"
 #include "platform/Conversions.h"
 #include "platform/MessageBoxes.h"
+#include "settings/OldUnsentMessages.h"
 
 namespace hvx {
 
@@ -16,6 +17,31 @@ void applyServiceSwitch(AppContext& ctx, bool& stopSwitch, QLatin1String valueNa
         SaveRegValue(ctx, ctx.optionsSection, valueName, booleanText(stopSwitch));
     } catch (...) {
         // A store that cannot be written leaves the switch in memory; nothing to tell.
+    }
+}
+
+void applySendEmailSwitch(AppContext& ctx, bool& ignoreClick, bool ticked,
+                          const std::function<int()>& checkOldMessages,
+                          const std::function<void()>& untick) {
+    ctx.procedureCode = code::kChkSendEmailClick;
+    try {
+        if (ignoreClick) {
+            ignoreClick = false;
+            return;
+        }
+        if (ctx.stop.sendingEmail && checkOldMessages() == oldMessages::kCancelled) {
+            ignoreClick = true;
+            untick();
+            return;
+        }
+        ctx.stop.sendingEmail = !ticked;
+        SaveRegValue(ctx, ctx.optionsSection, value::kStopSendingEmail,
+                     booleanText(ctx.stop.sendingEmail));
+    } catch (...) {
+        // The check and the store keep codes of their own on the way; the report names the
+        // handler.
+        ctx.procedureCode = code::kChkSendEmailClick;
+        ReportError(ctx, asRuntimeError(std::current_exception()));
     }
 }
 

@@ -18,6 +18,14 @@ struct SystemSettings;
 // Options section. Errors end it silently (the switch in memory may already have changed).
 void applyServiceSwitch(AppContext& ctx, bool& stopSwitch, QLatin1String valueName, bool ticked);
 
+// The Send Email box. Switching sending on first runs `checkOldMessages` (the old-messages
+// check; its answer 2 means the operator cancelled), and a cancel unticks the box again through
+// `untick`. That untick raises the click once more, which `ignoreClick` swallows. Any error is
+// reported with the handler's own code.
+void applySendEmailSwitch(AppContext& ctx, bool& ignoreClick, bool ticked,
+                          const std::function<int()>& checkOldMessages,
+                          const std::function<void()>& untick);
+
 // The trace box: the trace switch, and Trace "1" or "0" in the Controls section for the core
 // application. Errors end it silently.
 void applyTraceSwitch(AppContext& ctx, bool ticked);

@@ -37,7 +37,7 @@ class UserInterface {
 };
 
 // How a started program is asked to show its window; handed to it in HVX_SHOW_WINDOW.
-enum class WindowStyle { Normal, MinimizedNoActivate };
+enum class WindowStyle { Normal, MinimizedNoActivate, Minimized };
 
 struct LaunchResult {
     bool started = false;

@@ -106,7 +106,7 @@ int CheckOldUnsentMessages(AppContext& ctx, bool sendEmailTicked) {
         {
             auto dialog = create(ctx.env.deleteOldMessagesDialog, "dlgDeleteOldMessages");
             dialog->SetOldUnsentCount(count);
-            setWaitCursor(ctx, false);
+            // The busy pointer stays up over the dialog: the check is not over until it ends.
             dialog->Show();
             choice = dialog->UserChoice();
             days = dialog->DaysToDelete();

@@ -41,6 +41,8 @@ bool LoadSystemSettings(AppContext& ctx, SystemSettings& settings) {
         if (!settings.collection->Find()) {
             return;
         }
+        // Find keeps its own codes; a failure among the rows belongs to the load.
+        ctx.procedureCode = code::kLoadSystemSettings;
         const cAppSettings& rows = *settings.collection;
         const auto text = [&](const char* name) {
             return rows.Item(QString::fromLatin1(name))->SettingValue().toString();

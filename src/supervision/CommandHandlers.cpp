@@ -6,7 +6,6 @@
 #include "channel/ProcedureCodes.h"
 #include "commands/LogCommands.h"
 #include "commands/ServiceSwitches.h"
-#include "settings/OldUnsentMessages.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -32,20 +31,9 @@ void frmMonitor::chkProcessOnHoldRequests_Click() {
 }
 
 void frmMonitor::chkSendEmail_Click() {
-    RunTrapped(ctx_, code::kChkSendEmailClick, [&] {
-        if (loop_.IgnoreSendEmailClick) {
-            loop_.IgnoreSendEmailClick = false;
-            return;
-        }
-        if (ctx_.stop.sendingEmail && CheckOldUnsentMessages() == oldMessages::kCancelled) {
-            // The untick below raises this handler once more; that click is swallowed.
-            loop_.IgnoreSendEmailClick = true;
-            chkSendEmail->setChecked(false);
-            return;
-        }
-        applyServiceSwitch(ctx_, ctx_.stop.sendingEmail, value::kStopSendingEmail,
-                           chkSendEmail->isChecked());
-    });
+    applySendEmailSwitch(
+        ctx_, loop_.IgnoreSendEmailClick, chkSendEmail->isChecked(),
+        [this] { return CheckOldUnsentMessages(); }, [this] { chkSendEmail->setChecked(false); });
 }
 
 void frmMonitor::chkTrace_Click() {

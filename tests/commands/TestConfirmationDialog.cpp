@@ -4,8 +4,10 @@
 #include "platform/RegistryStore.h"
 
 #include <QCheckBox>
+#include <QFontMetrics>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
 
 using namespace hvx;
@@ -122,6 +124,38 @@ class TestConfirmationDialog : public QObject {
             }
             QCOMPARE(button->isDefault(), defaultButton == QLatin1String(name));
         }
+    }
+
+    // The label takes the lines its wrapped text needs, no more.
+    void theLabelFitsItsLines_data() {
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<int>("lines");
+        QTest::newRow("one word") << "Exit?" << 1;
+        QTest::newRow("one sentence") << "Are you sure you want to exit the Monitor?" << 1;
+        QTest::newRow("three lines") << "First line\nSecond line\nThird line" << 3;
+    }
+    void theLabelFitsItsLines() {
+        QFETCH(QString, message);
+        QFETCH(int, lines);
+        TestEnvironment t;
+        auto dialog = exitQuestion(t, message);
+        const QLabel* label = child<QLabel>(dialog.get(), "Label1");
+        const QFontMetrics metrics(label->font());
+        QVERIFY2(label->height() >= lines * metrics.height(),
+                 qPrintable(QString::number(label->height())));
+        QVERIFY2(label->height() < lines * metrics.lineSpacing() + metrics.height() / 2,
+                 qPrintable(QString::number(label->height())));
+    }
+
+    // Centred by its outer size: the frame's centre is the screen's.
+    void theDialogIsCentredWithItsFrame() {
+        TestEnvironment t;
+        auto dialog = exitQuestion(t, QStringLiteral("Exit?"));
+        const QRect frame = dialog->frameGeometry();
+        QVERIFY2(frame.width() > dialog->width(), "the platform shows no frame to centre by");
+        const QRect screen = dialog->screen()->geometry();
+        QVERIFY(qAbs(frame.center().x() - screen.center().x()) <= 1);
+        QVERIFY(qAbs(frame.center().y() - screen.center().y()) <= 1);
     }
 
     void aLongMessageGrowsTheDialogAndKeepsTheGap() {

@@ -104,6 +104,7 @@ class TestNetSendAlerts : public QObject {
         for (int i = 0; i < expected.size(); ++i) {
             QCOMPARE(t.launcher.starts[i].program, program);
             QCOMPARE(t.launcher.starts[i].arguments, QStringList({expected[i], message}));
+            QCOMPARE(t.launcher.starts[i].style, WindowStyle::Minimized);
         }
         QVERIFY(t.errors().reports.isEmpty());
     }

@@ -2,9 +2,12 @@
 #include "components/QtSqlDatabaseManager.h"
 #include "components/ui/QtConnectionWizard.h"
 #include "fakes/SettableClock.h"
+#include "platform/qt/UnattendedSession.h"
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QLabel>
 #include <QLineEdit>
 #include <QTemporaryDir>
@@ -58,6 +61,51 @@ class TestConnectionWizard : public QObject {
         QtSqlDatabaseManager database;
         database.SetDbIniFolder(app.path());
         QCOMPARE(database.Connect(QString(), true, QVariant()), 2L);
+    }
+
+    // Unattended: "jet:FILE" and "odbc:CONNECTION" are tested like the pages' entries; a failed
+    // test lets the next token try again.
+    void unattendedAnswersFromTheQueue_data() {
+        QTest::addColumn<QString>("answers");
+        QTest::addColumn<bool>("completed");
+        QTest::addColumn<QString>("refused");
+        QTest::newRow("new file") << "jet:%1" << true << QString();
+        QTest::newRow("unknown driver, then a file")
+            << "odbc:Driver={No Such Driver};Server=127.0.0.1;Database=x;Uid=u;Pwd=p4ss,jet:%1"
+            << true << QString();
+        QTest::newRow("not a connection, then cancel")
+            << "odbc:Colour=blue,cancel" << false << QString();
+        QTest::newRow("refused") << "sqlite:db" << false << "sqlite:db";
+        QTest::newRow("empty queue") << "" << false << QString();
+    }
+    void unattendedAnswersFromTheQueue() {
+        QFETCH(QString, answers);
+        QFETCH(bool, completed);
+        QFETCH(QString, refused);
+        QTemporaryDir app;
+        test::SettableClock clock;
+        const QString file = app.filePath(QStringLiteral("new.sqlite3"));
+        const QString log = app.filePath(QStringLiteral("unattended.jsonl"));
+        UnattendedSession session(
+            log, answers.contains(QLatin1String("%1")) ? answers.arg(file) : answers);
+        UnattendedConnectionWizard wizard(session, app.path(), clock);
+        wizard.ShowDialog();
+
+        QCOMPARE(!wizard.Cancelled(), completed);
+        QCOMPARE(QFile::exists(DbIni::pathIn(app.path())), completed);
+        QFile lines(log);
+        QVERIFY(lines.open(QIODevice::ReadOnly));
+        const QByteArray text = lines.readAll();
+        QVERIFY2(!text.contains("p4ss"), text.constData());
+        const QJsonObject last =
+            QJsonDocument::fromJson(text.trimmed().split('\n').last()).object();
+        QCOMPARE(last.value(QStringLiteral("refused")).toString(), refused);
+        if (completed) {
+            QCOMPARE(DbIni::load(DbIni::pathIn(app.path())).location, file);
+            QVERIFY(last.value(QStringLiteral("result"))
+                        .toString()
+                        .startsWith(QStringLiteral("The connection works.")));
+        }
     }
 
     void cancellingWritesNothing() {

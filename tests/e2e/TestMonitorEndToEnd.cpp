@@ -256,6 +256,53 @@ class TestMonitorEndToEnd : public QObject {
         QVERIFY(i.log().contains(
             QStringLiteral("Requesting the core application to restart in one minute.")));
     }
+
+    // An instance whose database cannot be reached: the operator asks for the wizard, the
+    // instance's db.ini is deleted, the wizard writes a new one beside the program, which is
+    // copied into the instance's folder and deleted beside the program.
+    void theWizardReplacesAnInstancesConnection() {
+        Installation i(QStringLiteral("e2e-wizard"));
+        QVERIFY(i.ok);
+        QVERIFY(QFile::remove(i.app + QStringLiteral("/db.ini")));
+        const QString folder = i.dir.filePath(QStringLiteral("Sales"));
+        QDir().mkpath(folder);
+        QFile broken(folder + QStringLiteral("/db.ini"));
+        QVERIFY(broken.open(QIODevice::WriteOnly));
+        broken.write(
+            "[Database]\nType = SQLSERVER\nDriver = No Such Driver\nServer = 127.0.0.1\n"
+            "Database = helpdesk\n");
+        broken.close();
+        QFile names(i.app + QStringLiteral("/monitornames.txt"));
+        QVERIFY(names.open(QIODevice::WriteOnly));
+        names.write("Sales, " + folder.toUtf8() + "/\n");
+        names.close();
+        const QString database = i.dir.filePath(QStringLiteral("fresh.sqlite3"));
+
+        // A refused choice first, its box answered on its own; then the database manager's own
+        // report of the failed connection, the wizard question and the wizard.
+        QProcess* monitor =
+            i.startMonitor(QStringLiteral("select:Nobody,ok,select:Sales,ok,yes,jet:") + database);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(QStringLiteral("Sales Monitor")), 20000);
+
+        QVERIFY(!QFile::exists(i.app + QStringLiteral("/db.ini")));
+        QFile written(folder + QStringLiteral("/db.ini"));
+        QVERIFY(written.open(QIODevice::ReadOnly));
+        const QByteArray ini = written.readAll();
+        QVERIFY2(ini.contains("JET") && ini.contains(database.toUtf8()), ini.constData());
+        const QString boxes = i.boxes();
+        QVERIFY2(boxes.contains(QStringLiteral(
+                     "{\"answer\":\"yes\",\"buttons\":\"YesNo\",\"icon\":\"question\","
+                     "\"kind\":\"messagebox\",\"text\":\"Do you want to run the Database "
+                     "Connection Wizard to change the database connection information?\"")),
+                 qPrintable(boxes));
+        QVERIFY(boxes.contains(QStringLiteral("\"completed\":true")));
+        QVERIFY(boxes.contains(QStringLiteral(
+            "{\"answer\":\"ok\",\"buttons\":\"OKOnly\",\"icon\":\"exclamation\","
+            "\"kind\":\"messagebox\",\"text\":\"Please select a Monitor instance.\"")));
+
+        ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
+        QVERIFY(monitor->waitForFinished(10000));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestMonitorEndToEnd)

@@ -107,6 +107,8 @@ class TestSpawnProcessLauncher : public QObject {
         const int minimized = static_cast<int>(hvx::WindowStyle::MinimizedNoActivate);
         const int normal = static_cast<int>(hvx::WindowStyle::Normal);
         QTest::newRow("minimized") << minimized << QByteArray() << "minimized-noactivate";
+        QTest::newRow("minimized with the focus")
+            << static_cast<int>(hvx::WindowStyle::Minimized) << QByteArray() << "minimized";
         QTest::newRow("normal") << normal << QByteArray() << "normal";
         QTest::newRow("normal replaces the parent's")
             << normal << QByteArray("minimized-noactivate") << "normal";

@@ -37,7 +37,7 @@ class TestUnattendedMessageBoxes : public QObject {
                                    MessageIcon::Question, MessageButtons::YesNo, 2};
         QCOMPARE(boxes.Show(question), MessageAnswer::No);
         QCOMPARE(boxes.Show(question), MessageAnswer::Yes);
-        // "ok" does not fit Yes/No: the default button (No) answers, and the line says why.
+        // "ok" does not fit Yes/No: refused, and the default button (No) answers.
         QCOMPARE(boxes.Show(question), MessageAnswer::No);
         // Queue empty: default button.
         MessageBoxRequest info{QStringLiteral("Stopped \"now\"\nreally"), QStringLiteral("Title"),
@@ -52,7 +52,9 @@ class TestUnattendedMessageBoxes : public QObject {
         QCOMPARE(lines[0].value(QStringLiteral("buttons")).toString(), QStringLiteral("YesNo"));
         QCOMPARE(lines[0].value(QStringLiteral("answer")).toString(), QStringLiteral("no"));
         QCOMPARE(lines[1].value(QStringLiteral("answer")).toString(), QStringLiteral("yes"));
-        QVERIFY(lines[2].contains(QStringLiteral("note")));
+        QCOMPARE(lines[2].value(QStringLiteral("refused")).toString(), QStringLiteral("ok"));
+        QCOMPARE(lines[2].value(QStringLiteral("answer")).toString(), QStringLiteral("no"));
+        QVERIFY(!lines[1].contains(QStringLiteral("refused")));
         QCOMPARE(lines[3].value(QStringLiteral("text")).toString(),
                  QStringLiteral("Stopped \"now\"\nreally"));
         QCOMPARE(lines[3].value(QStringLiteral("title")).toString(), QStringLiteral("Title"));

@@ -15,19 +15,25 @@ struct DialogScript {
     int days = 0;
     bool cancelled = false;
     int shownWithCount = -1;
+    bool busyWhileShown = false;
 };
 
 class ScriptedDeleteOldMessages final : public DeleteOldMessagesDialog {
   public:
-    explicit ScriptedDeleteOldMessages(DialogScript& script) : script_(script) {}
+    ScriptedDeleteOldMessages(DialogScript& script, const FakeUserInterface& ui)
+        : script_(script), ui_(ui) {}
     void SetOldUnsentCount(int count) override { count_ = count; }
-    void Show() override { script_.shownWithCount = count_; }
+    void Show() override {
+        script_.shownWithCount = count_;
+        script_.busyWhileShown = ui_.cursorWaiting;
+    }
     int UserChoice() const override { return script_.choice; }
     int DaysToDelete() const override { return script_.days; }
     bool Cancelled() const override { return script_.cancelled; }
 
   private:
     DialogScript& script_;
+    const FakeUserInterface& ui_;
     int count_ = 0;
 };
 
@@ -41,8 +47,8 @@ class TestOldUnsentMessages : public QObject {
 
     void wire(TestEnvironment& t) {
         script_ = {};
-        t.env.deleteOldMessagesDialog = [this] {
-            return std::make_unique<ScriptedDeleteOldMessages>(script_);
+        t.env.deleteOldMessagesDialog = [this, &t] {
+            return std::make_unique<ScriptedDeleteOldMessages>(script_, t.userInterface);
         };
     }
 
@@ -118,6 +124,8 @@ class TestOldUnsentMessages : public QObject {
         script_.cancelled = cancelled;
         QTEST(CheckOldUnsentMessages(*t.ctx, true), "result");
         QCOMPARE(script_.shownWithCount, 12);
+        QVERIFY(script_.busyWhileShown);
+        QVERIFY(!t.userInterface.cursorWaiting);
         QVERIFY(t.errors().reports.contains(
             QStringLiteral("TRACE: There are 12 unsent messages over 1 week old")));
         QTEST(unsent(db), "unsentLeft");

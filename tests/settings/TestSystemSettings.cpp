@@ -79,8 +79,37 @@ class TestSystemSettings : public QObject {
         QCOMPARE(settings.MonitorCnnTolerance, 77);
         QCOMPARE(settings.MonitorStopMinutes, 100);
         QCOMPARE(t.errors().reports.size(), 1);
-        QVERIFY(
-            t.errors().reports.front().endsWith(QStringLiteral("(Code 11006 in HvxMonitor.exe)")));
+    }
+
+    // The first rows are read right after the collection's own query: the report must still
+    // name the load, not the query.
+    void aBrokenRowIsReportedWithTheLoadsCode_data() {
+        QTest::addColumn<QString>("row");
+        QTest::addColumn<QString>("value");
+        QTest::newRow("row 1 missing") << "AutoCloseMonitorMinutes" << QString();
+        QTest::newRow("row 1 no number") << "AutoCloseMonitorMinutes"
+                                         << "soon";
+        QTest::newRow("row 2 missing") << "UseSLA" << QString();
+        QTest::newRow("row 2 no Boolean") << "UseSLA"
+                                          << "maybe";
+        QTest::newRow("row 8 missing") << "MonitorTicks" << QString();
+    }
+    void aBrokenRowIsReportedWithTheLoadsCode() {
+        QFETCH(QString, row);
+        QFETCH(QString, value);
+        TestEnvironment t;
+        HelpDeskFixture db(t);
+        if (value.isNull()) {
+            db.deleteSetting(row);
+        } else {
+            db.setSetting(row, value);
+        }
+        SystemSettings settings;
+        QVERIFY(!LoadSystemSettings(*t.ctx, settings));
+        QCOMPARE(t.errors().reports.size(), 1);
+        QVERIFY2(
+            t.errors().reports.front().endsWith(QStringLiteral("(Code 11006 in HvxMonitor.exe)")),
+            qPrintable(t.errors().reports.front()));
     }
 
     void autoStartRowMattersOnlyToTheTrace() {

@@ -9,6 +9,9 @@
 
 #include <QJsonObject>
 
+#include <algorithm>
+#include <vector>
+
 namespace hvx {
 
 UnattendedMessageWithTurnOff::UnattendedMessageWithTurnOff(AppContext& ctx,
@@ -18,44 +21,57 @@ UnattendedMessageWithTurnOff::UnattendedMessageWithTurnOff(AppContext& ctx,
     cancelled_ = true;
 }
 
-QString UnattendedMessageWithTurnOff::buttons() const {
+std::optional<MessageButtons> UnattendedMessageWithTurnOff::buttonSet() const {
     if (okOnly_) {
-        return buttonsToken(MessageButtons::OkOnly);
+        return MessageButtons::OkOnly;
     }
     if (okCancel_) {
-        return buttonsToken(MessageButtons::OkCancel);
+        return MessageButtons::OkCancel;
     }
     if (yesNo_) {
-        return buttonsToken(MessageButtons::YesNo);
+        return MessageButtons::YesNo;
     }
     if (yesNoCancel_) {
-        return buttonsToken(MessageButtons::YesNoCancel);
+        return MessageButtons::YesNoCancel;
     }
-    return QStringLiteral("All");
+    return std::nullopt;
 }
 
 void UnattendedMessageWithTurnOff::Show() {
-    QString token = session_.takeAnswer().value_or(QString());
-    const bool turnOff = token.endsWith(QLatin1String("+off"));
+    const std::optional<MessageButtons> set = buttonSet();
+    // Without a set of its own the dialog shows all four buttons.
+    const std::vector<MessageAnswer> shown =
+        set ? buttonsOf(*set)
+            : std::vector<MessageAnswer>{MessageAnswer::Yes, MessageAnswer::No, MessageAnswer::Ok,
+                                         MessageAnswer::Cancel};
+    const std::optional<QString> token = session_.takeAnswer();
+    QString button = token.value_or(QString());
+    const bool turnOff = button.endsWith(QLatin1String("+off"));
     if (turnOff) {
-        token.chop(4);
+        button.chop(4);
     }
-    if (const auto answer = answerFromToken(token)) {
+    const std::optional<MessageAnswer> answer = answerFromToken(button);
+    const bool fits = answer && std::find(shown.begin(), shown.end(), *answer) != shown.end();
+    if (fits) {
         response_ = static_cast<long>(*answer);
         cancelled_ = *answer == MessageAnswer::Cancel;
     }
-    session_.record(
-        {{QStringLiteral("kind"), QStringLiteral("dlgMessageWithTurnOff")},
-         {QStringLiteral("title"),
-          formCaption_.isEmpty() ? QStringLiteral("Halvex Help Desk") : formCaption_},
-         {QStringLiteral("text"), msg_},
-         {QStringLiteral("buttons"), buttons()},
-         {QStringLiteral("icon"), static_cast<int>(pictureType_)},
-         {QStringLiteral("turnOffBox"), warningOffKey_.isEmpty() ? QString() : warningOffMessage_},
-         {QStringLiteral("answer"), token.isEmpty() ? QStringLiteral("close") : token},
-         {QStringLiteral("turnedOff"), turnOff && !warningOffKey_.isEmpty()}});
+    QJsonObject line{
+        {QStringLiteral("kind"), QStringLiteral("dlgMessageWithTurnOff")},
+        {QStringLiteral("title"),
+         formCaption_.isEmpty() ? QStringLiteral("Halvex Help Desk") : formCaption_},
+        {QStringLiteral("text"), msg_},
+        {QStringLiteral("buttons"), set ? buttonsToken(*set) : QStringLiteral("All")},
+        {QStringLiteral("icon"), static_cast<int>(pictureType_)},
+        {QStringLiteral("turnOffBox"), warningOffKey_.isEmpty() ? QString() : warningOffMessage_},
+        {QStringLiteral("answer"), fits ? *token : QStringLiteral("close")},
+        {QStringLiteral("turnedOff"), fits && turnOff && !warningOffKey_.isEmpty()}};
+    if (token && !fits) {
+        line.insert(QStringLiteral("refused"), *token);
+    }
+    session_.record(line);
     RunTrapped(ctx_, code::kDlgTurnOffFormUnload, [&] {
-        if (turnOff && !warningOffKey_.isEmpty()) {
+        if (fits && turnOff && !warningOffKey_.isEmpty()) {
             SaveRegValue(ctx_, QString(section::kWarnings), warningOffKey_, QStringLiteral("1"));
         }
     });

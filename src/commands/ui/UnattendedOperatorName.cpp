@@ -45,9 +45,9 @@ UnattendedOperatorName::UnattendedOperatorName(AppContext& ctx, UnattendedSessio
 void UnattendedOperatorName::Show() {
     AlertSetup loaded;
     try {
-        loaded = ReadAlertSetup(ctx_);
+        ReadAlertSetup(ctx_, loaded);
     } catch (...) {
-        // Like the dialog: empty boxes.
+        // Like the dialog: the boxes after the failed read stay empty.
     }
     QJsonObject shown = describe(loaded);
     shown.insert(QStringLiteral("kind"), kKind);
@@ -64,12 +64,15 @@ void UnattendedOperatorName::Show() {
         } else if (token && token->startsWith(QLatin1String("ok:"))) {
             typed = typedSetup(token->mid(3));
         }
-        const bool saved = typed && SaveAlertSetup(ctx_, *typed);
         QJsonObject answer = typed ? describe(*typed) : QJsonObject();
         answer.insert(QStringLiteral("kind"), kKind);
-        answer.insert(QStringLiteral("answer"), token.value_or(QStringLiteral("cancel")));
-        answer.insert(QStringLiteral("saved"), saved);
+        answer.insert(QStringLiteral("answer"), typed ? *token : QStringLiteral("cancel"));
+        if (!typed && token && *token != QLatin1String("cancel")) {
+            answer.insert(QStringLiteral("refused"), *token);
+        }
+        // Recorded before the save, whose refusal is a box of its own.
         session_.record(answer);
+        const bool saved = typed && SaveAlertSetup(ctx_, *typed);
         if (!typed || saved) {
             return;
         }

@@ -4,14 +4,13 @@
 #include "channel/ErrorReporting.h"
 #include "channel/ProcedureCodes.h"
 #include "channel/RegFunctions.h"
+#include "platform/qt/CentreOnScreen.h"
 #include "platform/qt/Twips.h"
 
 #include <QCheckBox>
-#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
-#include <QScreen>
 #include <QStyle>
 
 namespace hvx {
@@ -99,9 +98,10 @@ void dlgMessageWithTurnOff::ArrangeControls() {
         setWindowTitle(formCaption_);
     }
     Label1->setText(msg_);
-    const int labelPixels = Label1->heightForWidth(twipsToPixels(*this, kLabelWidth));
+    // The height of the text wrapped at the label's own width. (The size hint of a wrapping
+    // label assumes a narrower width of its own choosing and can be a line taller.)
     const int labelHeight =
-        pixelsToTwips(*this, std::max(labelPixels, Label1->sizeHint().height()));
+        pixelsToTwips(*this, Label1->heightForWidth(twipsToPixels(*this, kLabelWidth)));
     place(Label1, kLabelLeft, kLabelTop, kLabelWidth, labelHeight);
 
     const int innerHeight = kLabelTop + labelHeight + kButtonHeight + 720;
@@ -152,10 +152,7 @@ void dlgMessageWithTurnOff::ArrangeControls() {
         Image1->setPixmap(style()->standardIcon(picture).pixmap(32, 32));
     }
 
-    if (const QScreen* screen = QGuiApplication::primaryScreen()) {
-        const QRect area = screen->geometry();
-        move(area.x() + (area.width() - width()) / 2, area.y() + (area.height() - height()) / 2);
-    }
+    centreOnScreen(*this);
 }
 
 void dlgMessageWithTurnOff::answer(long response, bool cancelled) {

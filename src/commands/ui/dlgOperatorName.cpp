@@ -1,14 +1,13 @@
 #include "dlgOperatorName.h"
 
 #include "commands/NetSendAlerts.h"
+#include "platform/qt/CentreOnScreen.h"
 #include "platform/qt/Twips.h"
 
 #include <QFontMetrics>
-#include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QScreen>
 
 namespace hvx {
 
@@ -100,18 +99,17 @@ void dlgOperatorName::Show() {
 }
 
 void dlgOperatorName::Form_Load() {
-    if (const QScreen* screen = QGuiApplication::primaryScreen()) {
-        const QRect area = screen->geometry();
-        move(area.x() + (area.width() - width()) / 2, area.y() + (area.height() - height()) / 2);
-    }
+    centreOnScreen(*this);
+    AlertSetup setup;
     try {
-        const AlertSetup setup = ReadAlertSetup(ctx_);
-        txtMsg->setText(setup.message);
-        for (std::size_t i = 0; i < Text1.size(); ++i) {
-            Text1[i]->setText(setup.destinations[i]);
-        }
+        ReadAlertSetup(ctx_, setup);
     } catch (...) {
-        // The operator sees empty boxes and may still type a set-up.
+        // The boxes read before the failure are filled, the later ones stay empty; the operator
+        // may still type a set-up.
+    }
+    txtMsg->setText(setup.message);
+    for (std::size_t i = 0; i < Text1.size(); ++i) {
+        Text1[i]->setText(setup.destinations[i]);
     }
 }
 

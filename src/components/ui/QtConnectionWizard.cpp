@@ -22,6 +22,7 @@
 #include <QWizard>
 #include <QWizardPage>
 
+#include <optional>
 #include <utility>
 
 namespace hvx {
@@ -152,6 +153,45 @@ class ConnectionTest final : public QWizardPage {
     bool ok_ = false;
 };
 
+// Tests the connection that `ini` describes, first creating its database file with the
+// help-desk schema when `create` asks for it and the file does not exist yet. Answers the text
+// that tells the operator the outcome; `ok` says whether the wizard may finish.
+QString testConnection(const DbIni& ini, bool create, const QString& applicationFolder,
+                       const Clock& clock, ErrorManager* errorManager, bool& ok) {
+    ok = false;
+    try {
+        if (ini.isJet() && create && !QFileInfo::exists(ini.location)) {
+            QFile created(ini.location);
+            if (!created.open(QIODevice::WriteOnly)) {
+                return QStringLiteral("The file %1 cannot be created: %2")
+                    .arg(ini.location, created.errorString());
+            }
+        }
+        QtSqlDatabaseManager database;
+        database.SetErrorManager(errorManager);
+        long answer = database.ConnectWith(ini, applicationFolder);
+        if (answer == 1 && ini.isJet() && create) {
+            HelpDeskSchema(database, clock.now()).Create();
+            answer = database.ConnectWith(ini, applicationFolder);
+        }
+        if (answer == 0) {
+            return QStringLiteral(
+                "The connection failed. Go back and check the details; the log tells more.");
+        }
+        if (answer == 1) {
+            return QStringLiteral(
+                "The connection works, but the database has no help-desk tables. Run the main "
+                "Help Desk application (or hvx-dbsetup) first, or go back and create a new "
+                "database file.");
+        }
+        ok = true;
+        return QStringLiteral("The connection works. Finish writes db.ini into %1.")
+            .arg(applicationFolder);
+    } catch (const RuntimeError& error) {
+        return error.description();
+    }
+}
+
 }  // namespace
 
 QtConnectionWizard::QtConnectionWizard(QString applicationFolder, const Clock& clock)
@@ -184,39 +224,8 @@ void QtConnectionWizard::ShowDialog() {
     };
     auto* test = new ConnectionTest(&wizard, [&](bool& ok) -> QString {
         chosen = settingsOfPages();
-        try {
-            if (chosen.isJet() && file->create->isChecked() &&
-                !QFileInfo::exists(chosen.location)) {
-                QFile created(chosen.location);
-                if (!created.open(QIODevice::WriteOnly)) {
-                    return QStringLiteral("The file %1 cannot be created: %2")
-                        .arg(chosen.location, created.errorString());
-                }
-            }
-            QtSqlDatabaseManager database;
-            database.SetErrorManager(errorManager_);
-            long answer = database.ConnectWith(chosen, applicationFolder_);
-            if (answer == 1 && chosen.isJet() && file->create->isChecked()) {
-                HelpDeskSchema(database, clock_.now()).Create();
-                answer = database.ConnectWith(chosen, applicationFolder_);
-            }
-            if (answer == 0) {
-                return QStringLiteral(
-                    "The connection failed. Go back and check the details; "
-                    "the log tells more.");
-            }
-            if (answer == 1) {
-                return QStringLiteral(
-                    "The connection works, but the database has no help-desk "
-                    "tables. Run the main Help Desk application (or hvx-dbsetup) "
-                    "first, or go back and create a new database file.");
-            }
-            ok = true;
-            return QStringLiteral("The connection works. Finish writes db.ini into %1.")
-                .arg(applicationFolder_);
-        } catch (const RuntimeError& error) {
-            return error.description();
-        }
+        return testConnection(chosen, file->create->isChecked(), applicationFolder_, clock_,
+                              errorManager_, ok);
     });
     wizard.setPage(KindPage, kind);
     wizard.setPage(FilePage, file);
@@ -235,10 +244,64 @@ void QtConnectionWizard::ShowDialog() {
     }
 }
 
+UnattendedConnectionWizard::UnattendedConnectionWizard(UnattendedSession& session,
+                                                       QString applicationFolder,
+                                                       const Clock& clock)
+    : session_(session), applicationFolder_(std::move(applicationFolder)), clock_(clock) {}
+
 void UnattendedConnectionWizard::ShowDialog() {
-    session_.record({{QStringLiteral("kind"), QStringLiteral("ConnectionWizard")},
-                     {QStringLiteral("title"), QStringLiteral("Database Connection Wizard")},
-                     {QStringLiteral("answer"), QStringLiteral("cancel")}});
+    const QString kind = QStringLiteral("ConnectionWizard");
+    session_.record(
+        {{QStringLiteral("kind"), kind},
+         {QStringLiteral("title"), QStringLiteral("Database Connection Wizard")},
+         {QStringLiteral("choices"), QStringLiteral("jet:FILE,odbc:CONNECTION,cancel")}});
+    cancelled_ = true;
+    for (;;) {
+        const std::optional<QString> token = session_.takeAnswer();
+        const bool jet = token && token->startsWith(QLatin1String("jet:"));
+        const bool odbc = token && token->startsWith(QLatin1String("odbc:"));
+        if (!jet && !odbc) {
+            QJsonObject line{{QStringLiteral("kind"), kind},
+                             {QStringLiteral("answer"), QStringLiteral("cancel")}};
+            if (token && *token != QLatin1String("cancel")) {
+                line.insert(QStringLiteral("refused"), *token);
+            }
+            session_.record(line);
+            return;
+        }
+        QJsonObject line{{QStringLiteral("kind"), kind},
+                         {QStringLiteral("answer"), token->section(QLatin1Char(':'), 0, 0)}};
+        DbIni ini;
+        QString result;
+        bool ok = false;
+        try {
+            if (jet) {
+                ini.type = QStringLiteral("JET");
+                ini.location = QFileInfo(token->mid(4).trimmed()).absoluteFilePath();
+                line.insert(QStringLiteral("location"), ini.location);
+            } else {
+                ini = DbIni::fromConnectionString(token->mid(5));
+                ini.type = QStringLiteral("SQLSERVER");
+                // The password stays out of the record.
+                line.insert(QStringLiteral("server"), ini.server);
+                line.insert(QStringLiteral("database"), ini.database);
+            }
+            // Like the wizard, which offers to create a database file that does not exist.
+            result = testConnection(ini, jet, applicationFolder_, clock_, errorManager_, ok);
+            if (ok) {
+                ini.save(DbIni::pathIn(applicationFolder_));
+                cancelled_ = false;
+            }
+        } catch (const RuntimeError& error) {
+            result = error.description();
+        }
+        line.insert(QStringLiteral("result"), result);
+        line.insert(QStringLiteral("completed"), !cancelled_);
+        session_.record(line);
+        if (!cancelled_) {
+            return;
+        }
+    }
 }
 
 }  // namespace hvx

@@ -27,18 +27,30 @@ class QtConnectionWizard final : public ConnectionWizard {
     bool cancelled_ = true;
 };
 
-// Without an operator the wizard cannot be answered: it logs one line (kind
-// "ConnectionWizard") and counts as cancelled.
+// The wizard without an operator, answered from the queue: "cancel", "jet:FILE" (a database
+// file; one that does not exist is created with the help-desk schema, as the wizard offers) or
+// "odbc:CONNECTION" (Driver=...;Server=...;Port=...;Database=...;Uid=...;Pwd=..., without
+// commas). The connection is tested as in the wizard; a failed test is recorded and the next
+// token is taken, as an operator goes back and tries again. A passed test writes db.ini into
+// the application folder and completes the wizard. An empty queue cancels; any other token is
+// refused and cancels. Each step is one JSON line (kind "ConnectionWizard"); the password is
+// never recorded.
 class UnattendedSession;
 class UnattendedConnectionWizard final : public ConnectionWizard {
   public:
-    explicit UnattendedConnectionWizard(UnattendedSession& session) : session_(session) {}
-    void SetErrorManager(ErrorManager* /*errorManager*/) override {}
+    // `session` and `clock` are not owned and must outlive this.
+    UnattendedConnectionWizard(UnattendedSession& session, QString applicationFolder,
+                               const Clock& clock);
+    void SetErrorManager(ErrorManager* errorManager) override { errorManager_ = errorManager; }
     void ShowDialog() override;
-    bool Cancelled() const override { return true; }
+    bool Cancelled() const override { return cancelled_; }
 
   private:
     UnattendedSession& session_;
+    QString applicationFolder_;
+    const Clock& clock_;
+    ErrorManager* errorManager_ = nullptr;
+    bool cancelled_ = true;
 };
 
 }  // namespace hvx

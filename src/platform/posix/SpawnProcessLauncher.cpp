@@ -83,8 +83,15 @@ SpawnProcessLauncher::~SpawnProcessLauncher() {
 }
 
 QByteArray SpawnProcessLauncher::showWindowValue(WindowStyle style) {
-    return style == WindowStyle::MinimizedNoActivate ? QByteArrayLiteral("minimized-noactivate")
-                                                     : QByteArrayLiteral("normal");
+    switch (style) {
+        case WindowStyle::MinimizedNoActivate:
+            return QByteArrayLiteral("minimized-noactivate");
+        case WindowStyle::Minimized:
+            return QByteArrayLiteral("minimized");
+        case WindowStyle::Normal:
+            break;
+    }
+    return QByteArrayLiteral("normal");
 }
 
 LaunchResult SpawnProcessLauncher::start(const QString& program, const QStringList& arguments,

@@ -11,8 +11,9 @@ namespace hvx {
 
 // Starts programs with posix_spawn: the program and its arguments go to the child as they
 // are, no shell sees them. A program without a slash is looked up on PATH. The child gets
-// this process's environment with HVX_SHOW_WINDOW set to "minimized-noactivate" or "normal",
-// default signal handling, and no open descriptor beyond standard input, output and error.
+// this process's environment with HVX_SHOW_WINDOW set to "minimized-noactivate", "minimized"
+// (with the focus) or "normal", default signal handling, and no open descriptor beyond
+// standard input, output and error.
 //
 // The children are not waited for, but they are reaped: while any runs, a timer of the
 // calling thread's event loop collects the ones that have ended, so none lingers as a zombie

@@ -27,9 +27,7 @@ MessageAnswer UnattendedMessageBoxes::Show(const MessageBoxRequest& request) {
         if (wanted && std::find(buttons.begin(), buttons.end(), *wanted) != buttons.end()) {
             answer = *wanted;
         } else {
-            line.insert(QStringLiteral("note"),
-                        QStringLiteral("answer '%1' does not fit %2; default button taken")
-                            .arg(*token, buttonsToken(request.buttons)));
+            line.insert(QStringLiteral("refused"), *token);
         }
     }
     line.insert(QStringLiteral("answer"), answerToken(answer));

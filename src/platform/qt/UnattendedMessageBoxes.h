@@ -8,7 +8,8 @@ class UnattendedSession;
 
 // Message boxes for machines without an operator: each box is one JSON line with the fields
 // kind, title, text, icon, buttons and answer. The answer is the next queued token when it
-// names one of the box's buttons, otherwise the default button (the line then says why).
+// names one of the box's buttons. A token that fits none of them is refused (the line carries
+// it as "refused") and the default button answers, as it does when the queue is empty.
 class UnattendedMessageBoxes final : public MessageBoxes {
   public:
     // `session` is not owned and must outlive this.

@@ -13,49 +13,43 @@ UnattendedDeleteOldMessages::UnattendedDeleteOldMessages(UnattendedSession& sess
     : session_(session), boxes_(boxes) {}
 
 void UnattendedDeleteOldMessages::Show() {
-    session_.record({{QStringLiteral("kind"), QStringLiteral("dlgDeleteOldMessages")},
+    const QString kind = QStringLiteral("dlgDeleteOldMessages");
+    session_.record({{QStringLiteral("kind"), kind},
                      {QStringLiteral("title"), QStringLiteral("Delete unsent messages")},
                      {QStringLiteral("text"), oldMessagesWarning(count_)},
                      {QStringLiteral("choices"), QStringLiteral("keep,all,days:N,cancel")}});
     for (;;) {
         const auto token = session_.takeAnswer();
-        if (!token || apply(*token)) {
-            if (!token) {
-                cancelled_ = true;
+        QJsonObject line{{QStringLiteral("kind"), kind}};
+        QString refusal;
+        if (token == QLatin1String("keep")) {
+            userChoice_ = kKeep;
+        } else if (token == QLatin1String("all")) {
+            userChoice_ = kDeleteAll;
+        } else if (token && token->startsWith(QLatin1String("days:"))) {
+            userChoice_ = kDeleteOlderThanDays;
+            refusal = daysRefusal(token->mid(5), daysToDelete_);
+            if (!refusal.isEmpty()) {
+                userChoice_ = kNoChoice;
             }
-            session_.record({{QStringLiteral("kind"), QStringLiteral("dlgDeleteOldMessages")},
-                             {QStringLiteral("answer"), token.value_or(QStringLiteral("cancel"))},
-                             {QStringLiteral("UserChoice"), userChoice_},
-                             {QStringLiteral("DaysToDelete"), daysToDelete_},
-                             {QStringLiteral("Cancelled"), cancelled_}});
+        } else {
+            cancelled_ = true;
+            if (token && *token != QLatin1String("cancel")) {
+                line.insert(QStringLiteral("refused"), *token);
+            }
+        }
+        line.insert(QStringLiteral("answer"), cancelled_ ? QStringLiteral("cancel") : *token);
+        line.insert(QStringLiteral("UserChoice"), userChoice_);
+        line.insert(QStringLiteral("DaysToDelete"), daysToDelete_);
+        line.insert(QStringLiteral("Cancelled"), cancelled_);
+        session_.record(line);
+        if (refusal.isEmpty()) {
             return;
         }
-    }
-}
-
-bool UnattendedDeleteOldMessages::apply(const QString& token) {
-    if (token == QLatin1String("cancel")) {
-        cancelled_ = true;
-        return true;
-    }
-    if (token == QLatin1String("keep")) {
-        userChoice_ = kKeep;
-        return true;
-    }
-    if (token == QLatin1String("all")) {
-        userChoice_ = kDeleteAll;
-        return true;
-    }
-    const QString days = token.startsWith(QLatin1String("days:")) ? token.mid(5) : QString();
-    const QString refusal = daysRefusal(days, daysToDelete_);
-    if (!refusal.isEmpty()) {
+        // The dialog's refusal is a box of its own; the dialog stays open for the next token.
         boxes_.Show({refusal, QStringLiteral("Halvex Help Desk"), MessageIcon::Exclamation,
                      MessageButtons::OkOnly, 1});
-        userChoice_ = kNoChoice;
-        return false;
     }
-    userChoice_ = kDeleteOlderThanDays;
-    return true;
 }
 
 }  // namespace hvx

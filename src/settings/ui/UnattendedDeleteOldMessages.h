@@ -11,8 +11,9 @@ class UnattendedSession;
 
 // The old-messages question without an operator: logs its line (kind "dlgDeleteOldMessages",
 // the warning as text) and answers from the queue: "keep", "all", "days:N" or "cancel". A
-// number of days the dialog would refuse is refused the same way (its message box is shown)
-// and the next token is taken; an empty queue cancels.
+// number of days the dialog would refuse is refused the same way: its message box is a line of
+// its own that takes an answer of its own, and the next token is taken. An empty queue
+// cancels; any other token is refused (the line carries it as "refused") and cancels.
 class UnattendedDeleteOldMessages final : public DeleteOldMessagesDialog {
   public:
     UnattendedDeleteOldMessages(UnattendedSession& session, MessageBoxes& boxes);
@@ -24,9 +25,6 @@ class UnattendedDeleteOldMessages final : public DeleteOldMessagesDialog {
     bool Cancelled() const override { return cancelled_; }
 
   private:
-    // Applies one token; false when the dialog would stay open.
-    bool apply(const QString& token);
-
     UnattendedSession& session_;
     MessageBoxes& boxes_;
     int count_ = 0;

@@ -1,17 +1,16 @@
 #include "dlgDeleteOldMessages.h"
 
 #include "platform/MessageBoxes.h"
+#include "platform/qt/CentreOnScreen.h"
 #include "settings/OldUnsentMessages.h"
 
 #include <QGridLayout>
-#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QScreen>
 #include <QStyle>
 #include <QVBoxLayout>
 
@@ -79,10 +78,7 @@ void dlgDeleteOldMessages::SetOldUnsentCount(int count) {
 void dlgDeleteOldMessages::Form_Load() {
     lblExplain_->setText(oldMessagesWarning(oldUnsentCount_));
     adjustSize();
-    if (const QScreen* screen = QGuiApplication::primaryScreen()) {
-        const QRect area = screen->geometry();
-        move((area.width() - width()) / 2, (area.height() - height()) / 2);
-    }
+    centreOnScreen(*this);
 }
 
 void dlgDeleteOldMessages::Show() {

@@ -2,16 +2,15 @@
 
 #include "channel/AppContext.h"
 #include "platform/MessageBoxes.h"
+#include "platform/qt/CentreOnScreen.h"
 #include "platform/qt/Twips.h"
 #include "platform/qt/UnattendedSession.h"
 
 #include <QComboBox>
-#include <QGuiApplication>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QLabel>
 #include <QPushButton>
-#include <QScreen>
 
 namespace hvx {
 
@@ -60,10 +59,7 @@ void dlgMonitorNames::Show() {
 
 void dlgMonitorNames::Form_Load() {
     cancelled_ = true;
-    if (const QScreen* screen = QGuiApplication::primaryScreen()) {
-        const QRect area = screen->geometry();
-        move(area.x() + (area.width() - width()) / 2, area.y() + (area.height() - height()) / 2);
-    }
+    centreOnScreen(*this);
     const MonitorNamesList list = readMonitorNames(ctx_, namesFile(ctx_));
     entries_ = list.entries;
     for (const MonitorNameEntry& entry : entries_) {
@@ -100,20 +96,30 @@ UnattendedMonitorNames::UnattendedMonitorNames(AppContext& ctx, UnattendedSessio
     : ctx_(ctx), session_(session) {}
 
 void UnattendedMonitorNames::Show() {
+    const QString kind = QStringLiteral("dlgMonitorNames");
+    MessageBoxes& boxes = required(ctx_.env.messageBoxes);
     const MonitorNamesList list = readMonitorNames(ctx_, namesFile(ctx_));
+    if (!list.error.isEmpty()) {
+        // As the dialog does while it loads: a box of its own, with an answer of its own.
+        boxes.Show({list.error, std::nullopt, MessageIcon::None, MessageButtons::OkOnly, 1});
+    }
     QJsonArray names;
     for (const MonitorNameEntry& entry : list.entries) {
         names.append(entry.name);
     }
-    session_.record({{QStringLiteral("kind"), QStringLiteral("dlgMonitorNames")},
+    session_.record({{QStringLiteral("kind"), kind},
                      {QStringLiteral("title"), QStringLiteral("Select the Monitor instance")},
                      {QStringLiteral("instances"), names},
-                     {QStringLiteral("error"), list.error}});
+                     {QStringLiteral("choices"), QStringLiteral("select:NAME,cancel")}});
     for (;;) {
         const auto token = session_.takeAnswer();
         if (!token || !token->startsWith(QLatin1String("select:"))) {
-            session_.record({{QStringLiteral("kind"), QStringLiteral("dlgMonitorNames")},
-                             {QStringLiteral("answer"), QStringLiteral("cancel")}});
+            QJsonObject line{{QStringLiteral("kind"), kind},
+                             {QStringLiteral("answer"), QStringLiteral("cancel")}};
+            if (token && *token != QLatin1String("cancel")) {
+                line.insert(QStringLiteral("refused"), *token);
+            }
+            session_.record(line);
             return;
         }
         int selected = -1;
@@ -123,15 +129,13 @@ void UnattendedMonitorNames::Show() {
                 break;
             }
         }
+        session_.record({{QStringLiteral("kind"), kind}, {QStringLiteral("answer"), *token}});
         const InstanceChoice choice = checkInstanceChoice(ctx_, list.entries, selected);
-        QJsonObject line{{QStringLiteral("kind"), QStringLiteral("dlgMonitorNames")},
-                         {QStringLiteral("answer"), *token}};
         if (!choice.accepted) {
-            line.insert(QStringLiteral("refused"), choice.refusal.text);
-            session_.record(line);
+            // The refusal is a box of its own; the dialog stays open for the next token.
+            boxes.Show(choice.refusal);
             continue;
         }
-        session_.record(line);
         monitorName_ = choice.name;
         dbIniPath_ = choice.folder;
         cancelled_ = false;

@@ -39,8 +39,10 @@ class dlgMonitorNames final : public QDialog, public MonitorNamesDialog {
 };
 
 // The instance choice without an operator: logs the list, then takes "select:NAME" (the
-// first entry of that name, then OK) or "cancel". A refused choice is logged with its
-// message and the next token is taken; an empty queue cancels.
+// first entry of that name, then OK) or "cancel". As in the dialog, a load error and a refused
+// choice are message boxes, each a line of its own that takes an answer of its own; after a
+// refusal the next token is taken. An empty queue cancels; any other token is refused (the
+// line carries it as "refused") and cancels.
 class UnattendedSession;
 class UnattendedMonitorNames final : public MonitorNamesDialog {
   public:
