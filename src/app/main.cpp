@@ -115,6 +115,22 @@ int main(int argc, char* argv[]) {
         env.operatorNameDialog = [&] { return std::make_unique<dlgOperatorName>(ctx); };
     }
 
+    // The store is the channel to the core application. The error manager that would report
+    // a store that cannot be used does not exist yet when start-up first needs the store, so
+    // say it here, naming the file; a damaged store put aside is said once, and start-up goes
+    // on with the fresh one.
+    try {
+        env.registryStore();
+    } catch (const RuntimeError& error) {
+        boxes.Show(
+            {error.description(), std::nullopt, MessageIcon::Critical, MessageButtons::OkOnly, 1});
+        try {
+            env.registryStore();
+        } catch (const RuntimeError&) {
+            return 1;
+        }
+    }
+
     std::unique_ptr<frmMonitor> window;
     const bool shown = Main(ctx, settings, [&] {
         window = std::make_unique<frmMonitor>(ctx, settings);

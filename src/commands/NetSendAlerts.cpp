@@ -22,23 +22,27 @@ constexpr std::array<QLatin1String, 3> kDestinationValues{value::kAlertOp1, valu
 // The alert command starts minimized and takes the focus.
 constexpr WindowStyle kAlertWindowStyle = WindowStyle::Minimized;
 
+// Above this a message goes on standard input: an argument list has a limit of its own
+// (128 KiB for one argument on Linux), standard input has none.
+constexpr qsizetype kLongestMessageArgument = 64 * 1024;
+
+LaunchResult startNetSend(AppContext& ctx, const QString& program, const QString& destination,
+                          const QString& message) {
+    ProcessLauncher& launcher = required(ctx.env.launcher);
+    const QByteArray bytes = message.toUtf8();
+    // A message of "-" alone would be taken for the sign to read standard input.
+    if (bytes.size() <= kLongestMessageArgument && message != kReadTextFromInput) {
+        return launcher.start(program, {destination, message}, kAlertWindowStyle);
+    }
+    return launcher.start(program, {destination, QString(kReadTextFromInput)}, kAlertWindowStyle,
+                          bytes);
+}
+
 QString readOption(AppContext& ctx, QLatin1String name) {
     return GetRegValue(ctx, ctx.optionsSection, QString(name), QString(defaults::kAlert));
 }
 
 }  // namespace
-
-QString trimSpaces(const QString& text) {
-    qsizetype first = 0;
-    qsizetype last = text.size();
-    while (first < last && text.at(first) == QLatin1Char(' ')) {
-        ++first;
-    }
-    while (last > first && text.at(last - 1) == QLatin1Char(' ')) {
-        --last;
-    }
-    return text.mid(first, last - first);
-}
 
 bool isAcceptableDestination(const QString& destination) {
     const QString trimmed = trimSpaces(destination);
@@ -119,9 +123,7 @@ void SendOperatorAlerts(AppContext& ctx) {
             if (program.isEmpty()) {
                 program = NetSendProgram(ctx);
             }
-            const LaunchResult launched =
-                required(ctx.env.launcher)
-                    .start(program, {destination, message}, kAlertWindowStyle);
+            const LaunchResult launched = startNetSend(ctx, program, destination, message);
             if (!launched.started) {
                 throw RuntimeError(launched.errorNumber, launched.errorDescription);
             }

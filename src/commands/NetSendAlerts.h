@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Conversions.h"
+
 #include <QLatin1String>
 #include <QString>
 
@@ -15,6 +17,8 @@ struct AppContext;
 // counts from the next alert on.
 
 inline constexpr QLatin1String kNetSendProgram{"hvx-net-send"};
+// The text argument that tells it to read the text from its standard input.
+inline constexpr QLatin1String kReadTextFromInput{"-"};
 inline constexpr QLatin1String kQuotesMessage{
     "Net Send destinations with spaces must be contained in quotes."};
 
@@ -23,9 +27,6 @@ struct AlertSetup {
     QString message;
     std::array<QString, 3> destinations;
 };
-
-// Removes blanks at both ends; tabs and line breaks are not blanks here.
-QString trimSpaces(const QString& text);
 
 // Once its end blanks are gone, a destination with a blank inside must begin and end with a
 // double quote; any other destination, an empty one included, is acceptable.

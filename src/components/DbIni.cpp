@@ -1,10 +1,9 @@
 #include "DbIni.h"
 
+#include "platform/InputFile.h"
 #include "platform/RuntimeError.h"
 
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QSaveFile>
 #include <QStringList>
 
@@ -130,15 +129,17 @@ QString DbIni::toText() const {
 }
 
 DbIni DbIni::load(const QString& path) {
-    QFile file(path);
-    if (!QFileInfo(path).isFile()) {
-        throw RuntimeError(err::FileNotFound, QStringLiteral("File not found: ") + path);
-    }
-    if (!file.open(QIODevice::ReadOnly)) {
+    QByteArray content;
+    try {
+        content = readInputFile(path);
+    } catch (const RuntimeError& error) {
+        if (error.number() == err::FileNotFound) {
+            throw RuntimeError(err::FileNotFound, QStringLiteral("File not found: ") + path);
+        }
         throw RuntimeError(err::PathFileAccessError,
-                           QStringLiteral("Cannot read %1: %2").arg(path, file.errorString()));
+                           QStringLiteral("Cannot read %1: %2").arg(path, error.description()));
     }
-    return parse(QString::fromUtf8(file.readAll()));
+    return parse(QString::fromUtf8(content));
 }
 
 void DbIni::save(const QString& path) const {

@@ -39,7 +39,8 @@ struct DbIni {
     // Throws RuntimeError 5 for a value holding a line break: the format cannot carry it.
     QString toText() const;
 
-    // Throws RuntimeError 53 when the file does not exist, 75 when it cannot be read.
+    // Throws RuntimeError 53 when the file does not exist, 75 when it cannot be read or is
+    // not a regular file of at most 1 MiB.
     static DbIni load(const QString& path);
     // Replaces the file in one step, readable by its owner only (it may hold the password).
     // Throws RuntimeError 75 when it cannot be written.

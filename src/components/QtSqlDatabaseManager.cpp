@@ -23,6 +23,8 @@ namespace hvx {
 namespace {
 
 constexpr int kStatementShownInReports = 400;
+// The longest a statement waits for a lock held by another connection before it fails.
+constexpr int kLockWaitMilliseconds = 1000;
 // SQLite primary result codes after which the connection itself is no good.
 constexpr int kSqliteIoErr = 10;
 constexpr int kSqliteCorrupt = 11;
@@ -312,8 +314,10 @@ bool QtSqlDatabaseManager::open() {
         db_ = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connectionName_);
         // mode=rw: never create a missing file (a typing error in db.ini would otherwise
         // leave an empty database behind). The busy time-out lets the core application and
-        // the Monitor write the same file.
-        db_.setConnectOptions(QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=5000"));
+        // the Monitor write the same file, and is short: the Monitor's statements run on its
+        // user-interface thread, which must never wait long for another writer.
+        db_.setConnectOptions(
+            QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1").arg(kLockWaitMilliseconds));
         db_.setDatabaseName(QUrl::fromLocalFile(file).toString(QUrl::FullyEncoded) +
                             QStringLiteral("?mode=rw"));
         engine_ = SqlEngine::Sqlite;
@@ -347,18 +351,36 @@ bool QtSqlDatabaseManager::open() {
         closeDatabase();
         return false;
     }
-    if (engine_ == SqlEngine::SqlServer && db_.driver()->dbmsType() == QSqlDriver::PostgreSQL) {
-        engine_ = SqlEngine::PostgreSql;
-        // The text literals rely on backslashes being ordinary characters.
+    if (engine_ == SqlEngine::SqlServer && !setUpServerSession()) {
+        closeDatabase();
+        return false;
+    }
+    needsReset_ = false;
+    return true;
+}
+
+bool QtSqlDatabaseManager::setUpServerSession() {
+    QStringList statements;
+    switch (db_.driver()->dbmsType()) {
+        case QSqlDriver::PostgreSQL:
+            engine_ = SqlEngine::PostgreSql;
+            // The text literals rely on backslashes being ordinary characters.
+            statements << QStringLiteral("SET standard_conforming_strings = on")
+                       << QStringLiteral("SET lock_timeout = %1").arg(kLockWaitMilliseconds);
+            break;
+        case QSqlDriver::MSSqlServer:
+            statements << QStringLiteral("SET LOCK_TIMEOUT %1").arg(kLockWaitMilliseconds);
+            break;
+        default:
+            break;
+    }
+    for (const QString& statement : statements) {
         QSqlQuery setup(db_);
-        if (!setup.exec(QStringLiteral("SET standard_conforming_strings = on"))) {
+        if (!setup.exec(statement)) {
             reportStatementError(setup.lastError(), setup.lastQuery());
-            setup = QSqlQuery();
-            closeDatabase();
             return false;
         }
     }
-    needsReset_ = false;
     return true;
 }
 

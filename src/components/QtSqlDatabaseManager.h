@@ -90,6 +90,8 @@ class QtSqlDatabaseManager final : public DatabaseManager {
     bool ensureOpen();
     bool open();
     void closeDatabase();
+    // Settings of a server connection: literal rules, and the lock wait.
+    bool setUpServerSession();
     std::optional<QSqlQuery> run(const QString& sql);
     void reportStatementError(const QSqlError& error, const QString& sql);
     void report(long number, const QString& description, const QString& text);

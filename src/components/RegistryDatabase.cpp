@@ -1,6 +1,9 @@
 #include "RegistryDatabase.h"
 
+#include "platform/RuntimeError.h"
+
 #include <QByteArray>
+#include <QDateTime>
 #include <QFile>
 
 #include <cerrno>
@@ -10,6 +13,7 @@
 
 #include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -34,6 +38,31 @@ constexpr const char* kSetup =
     " value NOT NULL,"
     " PRIMARY KEY (key_path, name)"
     ") WITHOUT ROWID;";
+
+// The first 16 bytes of every SQLite database file.
+constexpr char kSqliteHeader[] = "SQLite format 3";
+constexpr std::size_t kSqliteHeaderSize = sizeof kSqliteHeader;
+
+// Written into a fresh store that replaced a damaged one, so that the other processes that
+// used the damaged file can tell their operator too.
+constexpr const char* kCreateRecovery =
+    "CREATE TABLE IF NOT EXISTS store_recovery (kept_as TEXT NOT NULL, reason TEXT NOT NULL)";
+constexpr const char* kRecordRecovery =
+    "INSERT INTO store_recovery (kept_as, reason) VALUES (?1, ?2)";
+constexpr const char* kReadRecovery =
+    "SELECT kept_as, reason FROM store_recovery ORDER BY rowid DESC LIMIT 1";
+
+QString damageNotice(const QString& path, const QString& reason, const QString& keptAs) {
+    return QStringLiteral(
+               "The store %1 was damaged (%2). It is kept as %3, and a fresh store is "
+               "in use: the values it held are gone.")
+        .arg(path, reason, keptAs);
+}
+
+bool isDamage(int sqliteCode) {
+    const int primary = sqliteCode & 0xff;
+    return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
+}
 
 // The keys below ?1 lie in [?2, ?3): ?1 & "\" up to ?1 & "]", since "]" follows "\" directly
 // and NOCASE folds only letters. A range, unlike LIKE, takes "_" and "%" literally and walks
@@ -104,14 +133,13 @@ bool makeFolder(const QByteArray& folder, QString& error) {
 }
 
 // Creates the file before SQLite sees it, so it is never readable by others, not even for a
-// moment; SQLite gives its -wal and -shm files the same mode.
-bool makePrivateFile(const QByteArray& file, QString& error) {
+// moment; SQLite gives its -wal and -shm files the same mode. `info` is the file's status.
+bool makePrivateFile(const QByteArray& file, QString& error, struct stat& info) {
     const int fd = ::open(file.constData(), O_RDWR | O_CREAT | O_CLOEXEC, kFileMode);
     if (fd < 0) {
         error = lastSystemError();
         return false;
     }
-    struct stat info {};
     bool ok = ::fstat(fd, &info) == 0;
     if (!ok) {
         error = lastSystemError();
@@ -127,6 +155,39 @@ bool makePrivateFile(const QByteArray& file, QString& error) {
     }
     ::close(fd);
     return ok;
+}
+
+std::int64_t changeTime(const struct stat& info) {
+    return std::int64_t{info.st_ctim.tv_sec} * 1'000'000'000 + info.st_ctim.tv_nsec;
+}
+
+// Serialises putting a damaged file aside between processes: a folder lock, since the
+// file itself is what moves. Released when it goes out of scope.
+class FolderLock {
+  public:
+    explicit FolderLock(const QByteArray& file) {
+        const qsizetype slash = file.lastIndexOf('/');
+        const QByteArray folder = slash > 0 ? file.left(slash) : QByteArray(slash == 0 ? "/" : ".");
+        fd_ = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (fd_ >= 0) {
+            ::flock(fd_, LOCK_EX);
+        }
+    }
+    ~FolderLock() {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+    }
+    FolderLock(const FolderLock&) = delete;
+    FolderLock& operator=(const FolderLock&) = delete;
+
+  private:
+    int fd_ = -1;
+};
+
+// Renames `from` to `to` when `from` exists; false only when it exists and stays.
+bool moveIfPresent(const QByteArray& from, const QByteArray& to) {
+    return ::rename(from.constData(), to.constData()) == 0 || errno == ENOENT;
 }
 
 }  // namespace
@@ -229,35 +290,185 @@ RegistryDatabase::Statement RegistryDatabase::statement(Sql which) {
     return Statement(*this, std::move(lock), cached);
 }
 
+void RegistryDatabase::ensureUsable() {
+    const std::lock_guard lock(mutex_);
+    // Set when another process may have put a damaged file aside: its note tells why.
+    bool replaced = false;
+    if (db_ != nullptr) {
+        struct stat info {};
+        const bool present = ::stat(QFile::encodeName(path_).constData(), &info) == 0;
+        if (!present || info.st_dev != device_ || info.st_ino != inode_) {
+            closeLocked();
+            replaced = true;
+        } else if (damaged_ || headerDamagedLocked(info)) {
+            closeLocked();
+            putDamagedFileAsideLocked();
+            replaced = notice_.isEmpty();
+        }
+    }
+    if (db_ == nullptr && !openLocked()) {
+        throw RuntimeError(
+            err::CannotCreateComponent,
+            QStringLiteral("The store %1 cannot be used: %2").arg(path_, lastError_));
+    }
+    if (replaced && notice_.isEmpty()) {
+        readRecoveryNoteLocked();
+    }
+    if (!notice_.isEmpty()) {
+        throw RuntimeError(err::CannotCreateComponent, std::exchange(notice_, QString()));
+    }
+}
+
 bool RegistryDatabase::openLocked() {
+    if (tryOpenLocked() == OpenFailure::Damaged) {
+        putDamagedFileAsideLocked();
+        if (db_ == nullptr) {
+            tryOpenLocked();
+        }
+        if (db_ != nullptr && notice_.isEmpty()) {
+            readRecoveryNoteLocked();  // another process was quicker
+        }
+    }
+    return db_ != nullptr;
+}
+
+RegistryDatabase::OpenFailure RegistryDatabase::tryOpenLocked() {
+    damaged_ = false;
     const QByteArray file = QFile::encodeName(path_);
     if (file.isEmpty()) {
         lastError_ = QStringLiteral("no path for the store");
-        return false;
+        return OpenFailure::Unusable;
     }
     const qsizetype slash = file.lastIndexOf('/');
     if (slash > 0 && !makeFolder(file.left(slash), lastError_)) {
-        return false;
+        return OpenFailure::Unusable;
     }
-    if (!makePrivateFile(file, lastError_)) {
-        return false;
+    struct stat info {};
+    if (!makePrivateFile(file, lastError_, info)) {
+        return OpenFailure::Unusable;
     }
+    device_ = info.st_dev;
+    inode_ = info.st_ino;
+    seenSize_ = info.st_size;
+    seenChange_ = changeTime(info);
     // mutex_ serialises every use of the connection, so SQLite's own mutex is not needed.
     const int opened = sqlite3_open_v2(file.constData(), &db_,
                                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
-    if (opened == SQLITE_OK) {
-        sqlite3_busy_timeout(db_, kBusyTimeoutMs);
-        if (sqlite3_exec(db_, kSetup, nullptr, nullptr, nullptr) == SQLITE_OK) {
-            return true;
-        }
-    }
-    if (db_ != nullptr) {
-        recordSqliteErrorLocked();
-    } else {
+    if (opened != SQLITE_OK) {
         lastError_ = QString::fromUtf8(sqlite3_errstr(opened));
+        closeLocked();
+        return isDamage(opened) ? OpenFailure::Damaged : OpenFailure::Unusable;
     }
-    closeLocked();
-    return false;
+    sqlite3_busy_timeout(db_, kBusyTimeoutMs);
+    // A truncated file passes the set-up and fails only on the pages it lost: the quick check
+    // reads them all once, which costs little on a store of this size.
+    QString verdict;
+    const auto collect = [](void* target, int, char** values, char**) {
+        auto* text = static_cast<QString*>(target);
+        if (text->isEmpty() && values[0] != nullptr) {
+            *text = QString::fromUtf8(values[0]);
+        }
+        return 0;
+    };
+    if (sqlite3_exec(db_, kSetup, nullptr, nullptr, nullptr) != SQLITE_OK ||
+        sqlite3_exec(db_, "PRAGMA quick_check(1)", collect, &verdict, nullptr) != SQLITE_OK) {
+        const bool damage = isDamage(sqlite3_extended_errcode(db_));
+        recordSqliteErrorLocked();
+        closeLocked();
+        return damage ? OpenFailure::Damaged : OpenFailure::Unusable;
+    }
+    if (verdict != QLatin1String("ok")) {
+        lastError_ = verdict;
+        damaged_ = true;
+        closeLocked();
+        return OpenFailure::Damaged;
+    }
+    return OpenFailure::None;
+}
+
+bool RegistryDatabase::openFileReplacedLocked() const {
+    struct stat info {};
+    return ::stat(QFile::encodeName(path_).constData(), &info) != 0 || info.st_dev != device_ ||
+           info.st_ino != inode_;
+}
+
+// SQLite trusts its page cache while the journal says nothing changed, so a file overwritten
+// under it would go unnoticed: its header is checked whenever its size or change time moved.
+bool RegistryDatabase::headerDamagedLocked(const struct stat& info) {
+    if (info.st_size == seenSize_ && changeTime(info) == seenChange_) {
+        return false;
+    }
+    std::array<char, kSqliteHeaderSize> header{};
+    const int fd = ::open(QFile::encodeName(path_).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const ssize_t read = fd >= 0 ? ::pread(fd, header.data(), header.size(), 0) : -1;
+    if (fd >= 0) {
+        ::close(fd);
+    }
+    if (read == static_cast<ssize_t>(header.size()) &&
+        std::memcmp(header.data(), kSqliteHeader, header.size()) == 0) {
+        seenSize_ = info.st_size;
+        seenChange_ = changeTime(info);
+        return false;
+    }
+    lastError_ = QStringLiteral("file is not a database");
+    damaged_ = true;
+    return true;
+}
+
+// Under the folder lock, so that two processes that found the same damage put aside one
+// file, not the damaged one and then the fresh one.
+void RegistryDatabase::putDamagedFileAsideLocked() {
+    const QByteArray file = QFile::encodeName(path_);
+    const QString reason = lastError_;
+    const FolderLock folderLock(file);
+    struct stat info {};
+    if (::stat(file.constData(), &info) != 0 || info.st_dev != device_ || info.st_ino != inode_) {
+        return;  // another process was quicker
+    }
+    const QString stamp =
+        QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd-hhmmss"));
+    QString aside = path_ + QStringLiteral(".damaged-") + stamp;
+    for (int n = 2; QFile::exists(aside); ++n) {
+        aside = path_ + QStringLiteral(".damaged-%1-%2").arg(stamp).arg(n);
+    }
+    const QByteArray asideFile = QFile::encodeName(aside);
+    // The journal goes with the file: left behind, SQLite would replay the damaged store's
+    // pages into the fresh one.
+    if (!moveIfPresent(file, asideFile) || !moveIfPresent(file + "-wal", asideFile + "-wal") ||
+        !moveIfPresent(file + "-shm", asideFile + "-shm")) {
+        lastError_ =
+            QStringLiteral("%1; it cannot be put aside: %2").arg(reason, lastSystemError());
+        return;
+    }
+    notice_ = damageNotice(path_, reason, aside);
+    if (tryOpenLocked() != OpenFailure::None) {
+        return;
+    }
+    sqlite3_stmt* record = nullptr;
+    if (sqlite3_exec(db_, kCreateRecovery, nullptr, nullptr, nullptr) == SQLITE_OK &&
+        sqlite3_prepare_v2(db_, kRecordRecovery, -1, &record, nullptr) == SQLITE_OK) {
+        const QByteArray keptAs = aside.toUtf8();
+        const QByteArray why = reason.toUtf8();
+        sqlite3_bind_text(record, 1, keptAs.constData(), static_cast<int>(keptAs.size()),
+                          SQLITE_TRANSIENT);
+        sqlite3_bind_text(record, 2, why.constData(), static_cast<int>(why.size()),
+                          SQLITE_TRANSIENT);
+        sqlite3_step(record);
+    }
+    sqlite3_finalize(record);
+}
+
+void RegistryDatabase::readRecoveryNoteLocked() {
+    sqlite3_stmt* read = nullptr;
+    if (sqlite3_prepare_v2(db_, kReadRecovery, -1, &read, nullptr) == SQLITE_OK &&
+        sqlite3_step(read) == SQLITE_ROW) {
+        const auto text = [read](int column) {
+            return QString::fromUtf8(
+                reinterpret_cast<const char*>(sqlite3_column_text(read, column)));
+        };
+        notice_ = damageNotice(path_, text(1), text(0));
+    }
+    sqlite3_finalize(read);
 }
 
 void RegistryDatabase::closeLocked() {
@@ -265,12 +476,21 @@ void RegistryDatabase::closeLocked() {
         sqlite3_finalize(stmt);
         stmt = nullptr;
     }
+    // Closing the last connection checkpoints the journal into the file and deletes the
+    // journal by its name. When the file was replaced or is damaged, that name belongs to the
+    // fresh store's journal, and the damaged file is kept as it is.
+    if (db_ != nullptr && (damaged_ || openFileReplacedLocked())) {
+        sqlite3_db_config(db_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    }
     sqlite3_close_v2(db_);
     db_ = nullptr;
 }
 
 void RegistryDatabase::recordSqliteErrorLocked() {
     lastError_ = QString::fromUtf8(sqlite3_errmsg(db_));
+    if (isDamage(sqlite3_extended_errcode(db_))) {
+        damaged_ = true;
+    }
 }
 
 }  // namespace hvx

@@ -10,6 +10,7 @@
 
 struct sqlite3;
 struct sqlite3_stmt;
+struct stat;
 
 namespace hvx {
 
@@ -18,6 +19,11 @@ namespace hvx {
 // the file itself created private to the user. Values are never cached: each statement reads
 // the last committed state of the file. Safe to use from several threads: statements are
 // serialised on one lock, so a thread must not hold two statements at once.
+//
+// A damaged file (not a database, or corrupt) is never deleted: it is renamed aside with a
+// time stamp, together with its journal, and a fresh store takes its place. Every process
+// that uses the store notices when the file at the path is no longer the one it has open
+// (another process put it aside, or someone replaced it) and opens the new one.
 class RegistryDatabase {
   public:
     // Parameters: ?1 key path, ?2 value name (or, for the key statements, the lower bound of
@@ -71,21 +77,45 @@ class RegistryDatabase {
     RegistryDatabase& operator=(const RegistryDatabase&) = delete;
 
     const QString& path() const { return path_; }
+
+    // Makes sure the store can be used: opens the file, or opens it again when it has been
+    // replaced or damaged since. Throws RuntimeError 429 naming the file and the reason when
+    // it cannot be used, and once after this process found it damaged and put it aside (or
+    // found its open file replaced by a fresh store that another process made from a damaged
+    // one): the store is usable again after that error.
+    void ensureUsable();
     // Why the last open or statement failed; empty when nothing has failed yet.
     QString lastError() const;
 
     Statement statement(Sql which);
 
   private:
+    // Why an open failed, and whether it was the file's contents that were at fault.
+    enum class OpenFailure { None, Unusable, Damaged };
+
     bool openLocked();
+    OpenFailure tryOpenLocked();
     void closeLocked();
     void recordSqliteErrorLocked();
+    bool openFileReplacedLocked() const;
+    bool headerDamagedLocked(const struct stat& info);
+    void putDamagedFileAsideLocked();
+    void readRecoveryNoteLocked();
 
     const QString path_;
     mutable std::mutex mutex_;
     sqlite3* db_ = nullptr;
     std::array<sqlite3_stmt*, kSqlCount> statements_{};
     QString lastError_;
+    // The file that is open (device, inode), and its size and change time when last looked at.
+    std::uint64_t device_ = 0;
+    std::uint64_t inode_ = 0;
+    std::int64_t seenSize_ = -1;
+    std::int64_t seenChange_ = -1;
+    // A statement found the file corrupt: the next ensureUsable() puts it aside.
+    bool damaged_ = false;
+    // The one-time error to raise after a damaged file was put aside.
+    QString notice_;
 };
 
 }  // namespace hvx

@@ -48,6 +48,7 @@ QString SqliteRegistryStore::defaultPath() {
 Factory<RegistryStore> SqliteRegistryStore::factory(const QString& path) {
     auto database = std::make_shared<RegistryDatabase>(path);
     return [database]() -> std::unique_ptr<RegistryStore> {
+        database->ensureUsable();
         return std::make_unique<SqliteRegistryStore>(database);
     };
 }

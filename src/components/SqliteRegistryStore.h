@@ -22,6 +22,8 @@ class SqliteRegistryStore final : public RegistryStore {
     // $HVX_REGISTRY when set, else $XDG_CONFIG_HOME (default ~/.config) /halvex/registry.sqlite3.
     static QString defaultPath();
     // Stores on the file at `path`, opened on first use and shared by every store it makes.
+    // Making a store throws RuntimeError 429 when the file cannot be used, and once after a
+    // damaged file was put aside (see RegistryDatabase::ensureUsable).
     static Factory<RegistryStore> factory(const QString& path);
 
     int QueryValue(std::uint32_t hive, const QString& keyPath, const QString& name, QVariant& value,

@@ -63,4 +63,16 @@ QString booleanText(bool value) {
     return value ? QStringLiteral("1") : QStringLiteral("0");
 }
 
+QString trimSpaces(const QString& text) {
+    qsizetype first = 0;
+    qsizetype last = text.size();
+    while (first < last && text.at(first) == QLatin1Char(' ')) {
+        ++first;
+    }
+    while (last > first && text.at(last - 1) == QLatin1Char(' ')) {
+        --last;
+    }
+    return text.mid(first, last - first);
+}
+
 }  // namespace hvx

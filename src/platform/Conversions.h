@@ -25,4 +25,7 @@ bool toBoolean(const QString& text);
 // How the program writes a Boolean into the store: "1" or "0".
 QString booleanText(bool value);
 
+// Removes blanks at both ends. Blanks are spaces: tabs and line breaks are kept.
+QString trimSpaces(const QString& text);
+
 }  // namespace hvx

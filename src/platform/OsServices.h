@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 
@@ -50,8 +51,20 @@ struct LaunchResult {
 class ProcessLauncher {
   public:
     virtual ~ProcessLauncher() = default;
+    // The child reads `standardInput` on its standard input, whole, however long, and
+    // without this process waiting for it to be read.
     virtual LaunchResult start(const QString& program, const QStringList& arguments,
-                               WindowStyle style) = 0;
+                               WindowStyle style, const QByteArray& standardInput) = 0;
+    // The child's standard input is this process's.
+    LaunchResult start(const QString& program, const QStringList& arguments, WindowStyle style) {
+        return start(program, arguments, style, inheritStandardInput());
+    }
+
+    // A null array, unlike an empty one (which gives the child an empty input).
+    static const QByteArray& inheritStandardInput() {
+        static const QByteArray none;
+        return none;
+    }
 };
 
 // Held while a top-level window with that caption exists; released when the window goes.

@@ -6,11 +6,11 @@
 #include "channel/ErrorReporting.h"
 #include "channel/OperatorMessages.h"
 #include "channel/ProcedureCodes.h"
+#include "platform/FileOperations.h"
 #include "platform/MessageBoxes.h"
 #include "platform/OsServices.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 namespace hvx {
@@ -27,45 +27,34 @@ bool sameFolder(const QString& a, const QString& b) {
     return QDir::cleanPath(a).compare(QDir::cleanPath(b), Qt::CaseInsensitive) == 0;
 }
 
-// The error a failed copy or deletion amounts to.
-RuntimeError fileError(const QFile& file) {
-    switch (file.error()) {
-        case QFileDevice::PermissionsError:
-            return RuntimeError::standard(err::PermissionDenied);
-        case QFileDevice::OpenError:
-            return file.exists() ? RuntimeError::standard(err::PathFileAccessError)
-                                 : RuntimeError::standard(err::FileNotFound);
-        default:
-            return {err::PathFileAccessError, file.errorString()};
-    }
-}
-
 void exclaim(AppContext& ctx, const QString& text) {
     tellOperator(ctx, text, MessageIcon::Exclamation);
 }
 
+QString failureText(const RuntimeError& error) {
+    return error.description() + QStringLiteral(" (") + QString::number(error.number()) +
+           QStringLiteral(")");
+}
+
 // Deletes folder/db.ini; tells the operator and answers false when that fails.
 bool deleteDbIni(AppContext& ctx, const QString& folder) {
-    QFile file(dbIniIn(folder));
-    if (file.remove() || !file.exists()) {
+    try {
+        removeFile(dbIniIn(folder));
         return true;
+    } catch (const RuntimeError& error) {
+        exclaim(ctx, failureText(error) + QStringLiteral(" when deleting ") + dbIniIn(folder));
+        return false;
     }
-    const RuntimeError error = fileError(file);
-    exclaim(ctx, error.description() + QStringLiteral(" (") + QString::number(error.number()) +
-                     QStringLiteral(") when deleting ") + dbIniIn(folder));
-    return false;
 }
 
 // Moves the db.ini that the wizard wrote into the application folder to `target`.
 bool moveWizardDbIni(AppContext& ctx, const QString& target) {
     const QString source = dbIniIn(ctx.env.applicationFolder);
-    QFile::remove(dbIniIn(target));
-    QFile file(source);
-    if (!file.copy(dbIniIn(target))) {
-        const RuntimeError error = fileError(file);
-        exclaim(ctx, error.description() + QStringLiteral(" (") + QString::number(error.number()) +
-                         QStringLiteral(") when copying ") + source + QStringLiteral(" to ") +
-                         target);
+    try {
+        copyFile(source, dbIniIn(target));
+    } catch (const RuntimeError& error) {
+        exclaim(ctx, failureText(error) + QStringLiteral(" when copying ") + source +
+                         QStringLiteral(" to ") + target);
         return false;
     }
     return deleteDbIni(ctx, ctx.env.applicationFolder);

@@ -15,8 +15,6 @@
 #include "platform/OsServices.h"
 #include "settings/SystemSettings.h"
 
-#include <QFileInfo>
-
 namespace hvx {
 
 namespace {
@@ -80,9 +78,8 @@ struct MainRun {
         ctx.localFolderRegistryPath = GetStringResource(ctx, StringTable::kLocalFolderRegistryPath);
         ctx.registryBasePath = GetStringResource(ctx, StringTable::kRegistryBasePath);
 
-        if (QFileInfo(ctx.env.applicationFolder + QLatin1Char('/') +
-                      QLatin1String(kMonitorNamesFile))
-                .exists()) {
+        if (isMonitorNamesFile(ctx.env.applicationFolder + QLatin1Char('/') +
+                               QLatin1String(kMonitorNamesFile))) {
             if (!SelectMonitorInstance(ctx)) {
                 return false;
             }

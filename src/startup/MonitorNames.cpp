@@ -3,10 +3,11 @@
 #include "channel/AppContext.h"
 #include "channel/ErrorReporting.h"
 #include "channel/ProcedureCodes.h"
+#include "platform/Conversions.h"
 #include "platform/Dialogs.h"
+#include "platform/InputFile.h"
 #include "platform/OsServices.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 
@@ -27,45 +28,68 @@ MessageBoxRequest critical(AppContext& ctx, const QString& text) {
 
 }  // namespace
 
-MonitorNamesList readMonitorNames(AppContext& ctx, const QString& path) {
+namespace {
+
+void describeFailure(MonitorNamesList& list, const RuntimeError& error, long code,
+                     const QString& path, const QString& line) {
+    list.error = errorText(error, code);
+    if (!path.isEmpty()) {
+        list.error += QStringLiteral("\r\nFile name is: ") + QFileInfo(path).absoluteFilePath() +
+                      QStringLiteral(".");
+    }
+    if (!line.isEmpty()) {
+        list.error += QStringLiteral("\r\nCurrent line is: ") + line + QStringLiteral(".");
+    }
+}
+
+}  // namespace
+
+MonitorNamesList parseMonitorNames(AppContext& ctx, const QByteArray& content,
+                                   const QString& path) {
     MonitorNamesList list;
     QString line;
-    ctx.procedureCode = code::kMonitorNamesDialog;
     try {
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly)) {
-            throw RuntimeError::standard(file.exists() ? err::PermissionDenied : err::FileNotFound);
-        }
         // A line ends at CR, CR LF or LF.
         static const QRegularExpression lineEnd(QStringLiteral("\\r\\n|\\r|\\n"));
-        for (const QString& read : QString::fromUtf8(file.readAll()).split(lineEnd)) {
+        for (const QString& read : QString::fromUtf8(content).split(lineEnd)) {
             line = read;
             ctx.procedureCode = code::kMonitorNamesLine;
-            if (line.trimmed().isEmpty()) {
+            if (trimSpaces(line).isEmpty()) {
                 continue;
             }
             const QStringList pieces = line.split(QLatin1Char(','));
             if (pieces.size() < 2) {
                 throw RuntimeError::standard(err::SubscriptOutOfRange);
             }
-            const QString name = pieces[0].trimmed();
-            const QString folder = pieces[1].trimmed();
+            const QString name = trimSpaces(pieces[0]);
+            const QString folder = trimSpaces(pieces[1]);
             if (!name.isEmpty() && !folder.isEmpty()) {
                 ctx.procedureCode = code::kMonitorNamesEntry;
                 list.entries.push_back({name, folder});
             }
         }
     } catch (const RuntimeError& error) {
-        list.error = errorText(error, ctx.procedureCode);
-        if (!path.isEmpty()) {
-            list.error += QStringLiteral("\r\nFile name is: ") +
-                          QFileInfo(path).absoluteFilePath() + QStringLiteral(".");
-        }
-        if (!line.isEmpty()) {
-            list.error += QStringLiteral("\r\nCurrent line is: ") + line + QStringLiteral(".");
-        }
+        describeFailure(list, error, ctx.procedureCode, path, line);
     }
     return list;
+}
+
+MonitorNamesList readMonitorNames(AppContext& ctx, const QString& path) {
+    ctx.procedureCode = code::kMonitorNamesDialog;
+    QByteArray content;
+    try {
+        content = readInputFile(path);
+    } catch (const RuntimeError& error) {
+        MonitorNamesList list;
+        describeFailure(list, error, ctx.procedureCode, path, QString());
+        return list;
+    }
+    return parseMonitorNames(ctx, content, path);
+}
+
+bool isMonitorNamesFile(const QString& path) {
+    const QFileInfo info(path);
+    return info.exists() && !info.isDir();
 }
 
 InstanceChoice checkInstanceChoice(AppContext& ctx, const std::vector<MonitorNameEntry>& entries,
@@ -80,14 +104,14 @@ InstanceChoice checkInstanceChoice(AppContext& ctx, const std::vector<MonitorNam
             return choice;
         }
         const MonitorNameEntry& entry = entries[static_cast<std::size_t>(selected)];
-        choice.name = entry.name.trimmed();
+        choice.name = trimSpaces(entry.name);
         if (choice.name.isEmpty()) {
             choice.refusal =
                 critical(ctx, QStringLiteral("The monitornames.txt file is invalid.  ") +
                                   QStringLiteral("There must be a name for each instance."));
             return choice;
         }
-        choice.folder = entry.folder.trimmed();
+        choice.folder = trimSpaces(entry.folder);
         if (choice.folder.endsWith(QLatin1Char('/')) || choice.folder.endsWith(QLatin1Char('\\'))) {
             choice.folder.chop(1);
         }

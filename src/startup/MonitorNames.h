@@ -2,6 +2,7 @@
 
 #include "platform/MessageBoxes.h"
 
+#include <QByteArray>
 #include <QString>
 
 #include <vector>
@@ -25,8 +26,14 @@ struct MonitorNamesList {
     QString error;
 };
 
-// Reads the list as the instance dialog shows it.
+// Reads the list as the instance dialog shows it. Only a regular file of at most 1 MiB is
+// read; anything else fails like a file that cannot be read.
 MonitorNamesList readMonitorNames(AppContext& ctx, const QString& path);
+// The same from the file's contents; `path` only names the file in the error message.
+MonitorNamesList parseMonitorNames(AppContext& ctx, const QByteArray& content, const QString& path);
+// Whether start-up finds the instance file at `path`: anything of that name but a folder (a
+// FIFO or a device then fails in the reading, with the reading's own message).
+bool isMonitorNamesFile(const QString& path);
 
 // What OK makes of the entry at `selected` (-1 for none): the chosen name and db.ini folder,
 // or the message that keeps the dialog open.

@@ -7,6 +7,7 @@
 #include "channel/ProcedureCodes.h"
 #include "channel/RegFunctions.h"
 #include "platform/Clock.h"
+#include "platform/Conversions.h"
 #include "platform/MessageBoxes.h"
 
 #include <QFileInfo>
@@ -73,8 +74,8 @@ bool frmMonitor::launchCore() {
         return false;
     }
     QStringList arguments;
-    if (!ctx_.instanceName.trimmed().isEmpty()) {
-        arguments.append(ctx_.instanceName.trimmed());
+    if (!trimSpaces(ctx_.instanceName).isEmpty()) {
+        arguments.append(trimSpaces(ctx_.instanceName));
     }
     ctx_.procedureCode = code::kTimerBeforeProcessStart;
     const LaunchResult launched =

@@ -56,6 +56,47 @@ class TestAlertDelivery : public QObject {
                      .entryList({QStringLiteral("pwned*")}, QDir::AllEntries | QDir::Hidden),
                  QStringList());
     }
+
+    // Above 64 KiB the text goes on standard input; an argument would fail above 128 KiB.
+    void aMessageOfAnyLengthArrivesWhole_data() {
+        QTest::addColumn<int>("length");
+        QTest::newRow("64 KiB, as an argument") << 64 * 1024;
+        QTest::newRow("64 KiB and one, on standard input") << 64 * 1024 + 1;
+        QTest::newRow("1 MiB") << 1024 * 1024;
+        QTest::newRow("a lone dash") << 1;
+    }
+    void aMessageOfAnyLengthArrivesWhole() {
+        QFETCH(int, length);
+        TestEnvironment t;
+        SpawnProcessLauncher launcher;
+        t.env.launcher = &launcher;
+        t.env.applicationFolder = qEnvironmentVariable("HVX_BIN_DIR");
+        WebhookServer hook;
+        QVERIFY(hook.listening());
+        QString message;
+        if (length == 1) {
+            message = QStringLiteral("-");
+        } else {
+            // Varied text, so that a cut or a repeated block cannot pass for the whole.
+            for (int i = 0; message.size() < length; ++i) {
+                message += QStringLiteral("alert %1 é; ").arg(i);
+            }
+            message.truncate(length);
+        }
+        SaveRegValue(*t.ctx, t.ctx->optionsSection, QStringLiteral("AlertMsg"), message);
+        SaveRegValue(*t.ctx, t.ctx->optionsSection, QStringLiteral("AlertOp1"),
+                     hook.url(QStringLiteral("/long")));
+
+        SendOperatorAlerts(*t.ctx);
+
+        QTRY_COMPARE_WITH_TIMEOUT(hook.requests().size(), 1u, 15'000);
+        const QString arrived = QJsonDocument::fromJson(hook.requests().front().body)
+                                    .object()
+                                    .value(QStringLiteral("text"))
+                                    .toString();
+        QCOMPARE(arrived.size(), message.size());
+        QVERIFY(arrived == message);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestAlertDelivery)

@@ -3,8 +3,11 @@
 #include "components/SqliteRegistryStore.h"
 #include "fakes/TestEnvironment.h"
 
+#include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QSet>
 #include <QTest>
 
@@ -171,32 +174,115 @@ class TestSqliteRegistryStore : public QObject {
         }
     }
 
-    void anUnusableFileFailsWithoutHarm_data() {
-        QTest::addColumn<QString>("relativePath");
-        QTest::newRow("not a database") << "garbage";
-        QTest::newRow("below a regular file") << "garbage/registry.sqlite3";
-        QTest::newRow("a folder") << ".";
+    // Each damage ends in an error naming the store, or in a fresh store with the damaged
+    // file kept byte for byte beside it.
+    void aStoreThatCannotBeUsedIsNamed_data() {
+        QTest::addColumn<QString>("damage");
+        QTest::addColumn<bool>("putAside");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("random bytes") << "random" << true << "file is not a database";
+        QTest::newRow("truncated") << "truncated" << true << "malformed";
+        QTest::newRow("a folder in its place") << "folder" << false << "Is a directory";
+        QTest::newRow("below a regular file") << "below-file" << false << "Not a directory";
+        QTest::newRow("random bytes while open") << "random-while-open" << true << "not a database";
+        QTest::newRow("truncated while open") << "empty-while-open" << true << "not a database";
     }
-    void anUnusableFileFailsWithoutHarm() {
-        QFETCH(QString, relativePath);
+    void aStoreThatCannotBeUsedIsNamed() {
+        QFETCH(QString, damage);
+        QFETCH(bool, putAside);
+        QFETCH(QString, reason);
         test::TestEnvironment t;
-        const QByteArray garbage(4096, 'g');
-        QFile file(t.folder.filePath("garbage"));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(garbage) == garbage.size());
-        file.close();
-        t.env.registryStore = SqliteRegistryStore::factory(t.folder.filePath(relativePath));
-        const auto store = t.env.registryStore();
+        QString path = t.folder.filePath("registry.sqlite3");
+        const auto fill = [&] {
+            const auto factory = SqliteRegistryStore::factory(path);
+            for (int i = 0; i < 200; ++i) {
+                factory()->SetValue(kUser, kBase, QString::number(i), QString(100, 'v'), 1, true);
+            }
+        };
+        const auto overwrite = [&](const QByteArray& bytes) {
+            QFile file(path);  // in place: the same file, as a stray write would do it
+            QVERIFY(file.open(QIODevice::ReadWrite | QIODevice::Truncate));
+            QCOMPARE(file.write(bytes), bytes.size());
+        };
+        QByteArray random(8192, '\0');
+        for (char& byte : random) {
+            byte = static_cast<char>(QRandomGenerator::global()->bounded(256));
+        }
+        auto factory = SqliteRegistryStore::factory(path);
+        if (damage == "random") {
+            overwrite(random);
+        } else if (damage == "truncated") {
+            fill();
+            QFile file(path);
+            QVERIFY(file.resize(file.size() / 2));
+        } else if (damage == "folder") {
+            QVERIFY(QDir().mkpath(path));
+        } else if (damage == "below-file") {
+            overwrite(random);
+            path += "/registry.sqlite3";
+            factory = SqliteRegistryStore::factory(path);
+        } else {
+            QCOMPARE(factory()->SetValue(kUser, kBase, "Before", "1", 1, true), 0);
+            overwrite(damage == "random-while-open" ? random : QByteArray());
+        }
+        QFile damaged(path);
+        const QByteArray before = damaged.open(QIODevice::ReadOnly) ? damaged.readAll() : "";
+        damaged.close();
+
+        try {
+            factory();
+            QFAIL("the store was made");
+        } catch (const RuntimeError& error) {
+            QCOMPARE(error.number(), err::CannotCreateComponent);
+            QVERIFY2(error.description().contains(path), qPrintable(error.description()));
+            QVERIFY2(error.description().contains(reason), qPrintable(error.description()));
+        }
+        const QStringList aside =
+            QDir(t.folder.path()).entryList({"registry.sqlite3.damaged-*"}, QDir::Files);
+        if (!putAside) {
+            QVERIFY(aside.isEmpty());
+            QVERIFY_THROWS_EXCEPTION(RuntimeError, factory());
+            return;
+        }
+        // Kept, never deleted: the file and, beside it, the journal that went with it.
+        const QStringList kept = aside.filter(QRegularExpression("damaged-[0-9-]+$"));
+        QCOMPARE(kept.size(), 1);
+        QFile keptFile(t.folder.filePath(kept[0]));
+        QVERIFY(keptFile.open(QIODevice::ReadOnly));
+        QCOMPARE(keptFile.readAll(), before);
+        // Said once; then the fresh store works, for this connection and for a new one.
+        QCOMPARE(factory()->SetValue(kUser, kBase, "After", "2", 1, true), 0);
+        QCOMPARE(listed(SqliteRegistryStore::factory(path), kBase).size(), 1u);
+    }
+
+    // Two processes on one store: whichever finds the damage puts the file aside; the other
+    // is told too, and both go on with the same fresh store, so a command still gets through.
+    void bothUsersOfADamagedStoreGoOnWithTheFreshOne() {
+        test::TestEnvironment t;
+        const QString path = t.folder.filePath("registry.sqlite3");
+        const auto monitor = SqliteRegistryStore::factory(path);
+        const auto core = SqliteRegistryStore::factory(path);
+        QCOMPARE(monitor()->SetValue(kUser, kBase, "State", "1", 1, true), 0);
         QVariant value;
         int type = 0;
-        std::vector<RegistryStore::Entry> entries;
-        // A failure, not "missing": hvx-reg tells the operator which it was.
-        QCOMPARE(store->QueryValue(kUser, kBase, "A", value, type), RegistryStore::kStatusFailure);
-        QCOMPARE(store->SetValue(kUser, kBase, "A", "1", 1, true), RegistryStore::kStatusFailure);
-        QCOMPARE(store->DropKey(kUser, kBase), RegistryStore::kStatusFailure);
-        QCOMPARE(store->ListValues(kUser, kBase, entries), RegistryStore::kStatusFailure);
-        QCOMPARE(GetRegValue(*t.ctx, "Controls", "State", "0"), "0");
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(file.readAll(), garbage);
+        QCOMPARE(core()->QueryValue(kUser, kBase, "State", value, type), 0);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(QByteArray(4096, 'x'));
+        file.close();
+
+        QVERIFY_THROWS_EXCEPTION(RuntimeError, core());
+        try {
+            monitor();
+            QFAIL("the monitor was not told");
+        } catch (const RuntimeError& error) {
+            QVERIFY2(error.description().contains("damaged") && error.description().contains(path),
+                     qPrintable(error.description()));
+        }
+        QCOMPARE(monitor()->SetValue(kUser, kBase, "Command", "5", 1, true), 0);
+        QCOMPARE(core()->QueryValue(kUser, kBase, "Command", value, type), 0);
+        QCOMPARE(value.toString(), QStringLiteral("5"));
+        QCOMPARE(QDir(t.folder.path()).entryList({"registry.sqlite3.damaged-*"}).size(), 3);
     }
 
     void theFileIsPrivateToTheUser() {

@@ -28,8 +28,8 @@ std::unique_ptr<CaptionAnnouncement> FakeWindows::announce(const QString& captio
 }
 
 LaunchResult FakeLauncher::start(const QString& program, const QStringList& arguments,
-                                 WindowStyle style) {
-    starts.push_back({program, arguments, style});
+                                 WindowStyle style, const QByteArray& standardInput) {
+    starts.push_back({program, arguments, style, standardInput});
     if (failWith) {
         return *failWith;
     }

@@ -58,9 +58,12 @@ class FakeLauncher final : public ProcessLauncher {
         QString program;
         QStringList arguments;
         WindowStyle style;
+        // Null when the child inherits the standard input.
+        QByteArray standardInput;
     };
-    LaunchResult start(const QString& program, const QStringList& arguments,
-                       WindowStyle style) override;
+    using ProcessLauncher::start;
+    LaunchResult start(const QString& program, const QStringList& arguments, WindowStyle style,
+                       const QByteArray& standardInput) override;
 
     std::vector<Start> starts;
     std::optional<LaunchResult> failWith;

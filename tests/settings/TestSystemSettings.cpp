@@ -5,7 +5,11 @@
 #include "settings/SettingsRefresh.h"
 #include "settings/SystemSettings.h"
 
+#include <QElapsedTimer>
+#include <QProcess>
 #include <QTest>
+
+#include <algorithm>
 
 using namespace hvx;
 using namespace hvx::test;
@@ -195,6 +199,40 @@ class TestSystemSettings : public QObject {
         t.clock.set(QTime(10, 2, 0));
         QCOMPARE(RefreshSystemSettings(*t.ctx, settings, last, bar), 1);
         QCOMPARE(last.time(), QTime(10, 2, 0));
+    }
+
+    // Another writer holds the database: each refresh gives up after the one-second lock
+    // wait and takes the failure path, so the tick that runs it never stalls for long. The
+    // bound is loose for a loaded machine, and still far below the old five-second wait.
+    void aLockedDatabaseFailsTheRefreshQuickly() {
+        TestEnvironment t;
+        HelpDeskFixture db(t);
+        QProcess holder;
+        holder.start(QStringLiteral("sqlite3"), {db.scratch.file()});
+        QVERIFY(holder.waitForStarted());
+        holder.write(
+            "BEGIN EXCLUSIVE;\nUPDATE Settings SET SettingValue = SettingValue;\n"
+            ".print locked\n");
+        QByteArray said;
+        QTRY_VERIFY_WITH_TIMEOUT((said += holder.readAllStandardOutput()).contains("locked"),
+                                 10'000);
+        SystemSettings settings;
+        const StatusBarWriter bar = [](const QString&, int) {};
+        QElapsedTimer longest;
+        qint64 worst = 0;
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            DateValue last;  // due every time
+            longest.start();
+            QCOMPARE(RefreshSystemSettings(*t.ctx, settings, last, bar), 0);
+            worst = std::max(worst, longest.elapsed());
+        }
+        QVERIFY2(worst < 2'500, qPrintable(QString::number(worst)));
+        QVERIFY(holder.state() == QProcess::Running);
+
+        holder.write("COMMIT;\n.quit\n");
+        QVERIFY(holder.waitForFinished(10'000));
+        DateValue last;
+        QCOMPARE(RefreshSystemSettings(*t.ctx, settings, last, bar), 1);
     }
 
     void refreshIsSkippedOrRefused() {

@@ -9,6 +9,7 @@
 #include <QTest>
 
 #include <deque>
+#include <functional>
 
 using namespace hvx;
 using namespace hvx::test;
@@ -19,7 +20,8 @@ namespace {
 // about the connection loop, not what follows it.
 class ScriptedDatabase final : public DatabaseManager {
   public:
-    explicit ScriptedDatabase(std::deque<long>& answers) : answers_(answers) {}
+    ScriptedDatabase(std::deque<long>& answers, const std::function<void()>& onConnect)
+        : answers_(answers), onConnect_(onConnect) {}
     bool NeedsReset() const override { return false; }
     QString DatabaseType() const override { return QStringLiteral("JET"); }
     QString DatabaseLocation() const override { return {}; }
@@ -42,6 +44,9 @@ class ScriptedDatabase final : public DatabaseManager {
     }
     bool OpenConnection(bool) override { return true; }
     long Connect(const QString&, bool, const QVariant&) override {
+        if (onConnect_) {
+            onConnect_();
+        }
         const long answer = answers_.empty() ? 0 : answers_.front();
         if (!answers_.empty()) {
             answers_.pop_front();
@@ -51,6 +56,7 @@ class ScriptedDatabase final : public DatabaseManager {
 
   private:
     std::deque<long>& answers_;
+    const std::function<void()>& onConnect_;
     QString folder_;
 };
 
@@ -82,12 +88,16 @@ class TestConnectDatabase : public QObject {
     Q_OBJECT
 
     std::deque<long> answers_;
+    std::function<void()> onConnect_;
     int wizardRuns_ = 0;
 
     void wire(TestEnvironment& t, bool wizardCancels = false) {
         answers_.clear();
+        onConnect_ = nullptr;
         wizardRuns_ = 0;
-        t.env.databaseManager = [this] { return std::make_unique<ScriptedDatabase>(answers_); };
+        t.env.databaseManager = [this] {
+            return std::make_unique<ScriptedDatabase>(answers_, onConnect_);
+        };
         t.env.connectionWizard = [this, &t, wizardCancels] {
             return std::make_unique<ScriptedWizard>(t.env.applicationFolder, wizardCancels,
                                                     wizardRuns_);
@@ -179,6 +189,41 @@ class TestConnectDatabase : public QObject {
         connect(t);
         QCOMPARE(wizardRuns_, 1);
         QVERIFY(QFile::exists(t.env.applicationFolder + QStringLiteral("/db.ini")));
+    }
+
+    // The number and the description of a failed copy or deletion are the system's own pair.
+    void fileFailuresCarryTheSystemsError_data() {
+        QTest::addColumn<bool>("deleting");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("copy into a missing folder")
+            << false << "No such file or directory (2) when copying APP/db.ini to TARGET";
+        QTest::newRow("delete of a folder in the file's place")
+            << true << "Is a directory (21) when deleting TARGET/db.ini";
+    }
+    void fileFailuresCarryTheSystemsError() {
+        QFETCH(bool, deleting);
+        QFETCH(QString, expected);
+        TestEnvironment t;
+        wire(t);
+        QTemporaryDir instance;
+        QString target = instance.path();
+        if (deleting) {
+            writeDbIni(target);
+            answers_ = {0};
+            t.boxes.queue(MessageAnswer::Yes);
+            // Between the test for the file and its deletion, a folder takes its place.
+            onConnect_ = [&] {
+                QFile::remove(target + QStringLiteral("/db.ini"));
+                QDir().mkpath(target + QStringLiteral("/db.ini/inside"));
+            };
+        } else {
+            target = instance.filePath(QStringLiteral("missing"));
+        }
+        t.ctx->instanceDbIniFolder = target;
+        QVERIFY(!connect(t));
+        QCOMPARE(t.boxes.texts().constLast(),
+                 expected.replace("APP", t.env.applicationFolder).replace("TARGET", target));
+        QCOMPARE(t.boxes.shown().back().icon, MessageIcon::Exclamation);
     }
 
     void aMissingManagerIsToldToTheOperator() {

@@ -5,6 +5,8 @@
 #include <QFile>
 #include <QTest>
 
+#include <sys/stat.h>
+
 using namespace hvx;
 using namespace hvx::test;
 
@@ -48,6 +50,8 @@ class TestMonitorNames : public QObject {
             << QByteArray("A,/a,extra\n") << QStringLiteral("A|/a");
         QTest::newRow("same name twice")
             << QByteArray("A,/a\nA,/b\n") << QStringLiteral("A|/a;A|/b");
+        QTest::newRow("tabs are no blanks")
+            << QByteArray("\tA\t, /a\t\n") << QStringLiteral("\tA\t|/a\t");
     }
     void reading() {
         QFETCH(QByteArray, file);
@@ -65,6 +69,49 @@ class TestMonitorNames : public QObject {
         QCOMPARE(list.error,
                  QStringLiteral("Error 9, Subscript out of range (Code 11087).\r\nFile name is: ") +
                      path + QStringLiteral(".\r\nCurrent line is: nonsense here."));
+    }
+
+    // Only a regular file of sane size is read: the rest fails at once with the dialog's
+    // own message, without waiting for a writer or reading without end.
+    void onlyASmallRegularFileIsRead_data() {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QString>("error");
+        QTest::newRow("FIFO") << "fifo"
+                              << "Error 75, Path/File access error: not a regular file";
+        QTest::newRow("link to /dev/zero")
+            << "zero"
+            << "Error 75, Path/File access error: not a regular file";
+        QTest::newRow("20 MB") << "huge"
+                               << "Error 75, Path/File access error: larger than 1 MiB";
+        QTest::newRow("missing") << "missing"
+                                 << "Error 53, File not found: No such file or directory";
+    }
+    void onlyASmallRegularFileIsRead() {
+        QFETCH(QString, kind);
+        QFETCH(QString, error);
+        TestEnvironment t;
+        const QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
+        if (kind == "fifo") {
+            QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+        } else if (kind == "zero") {
+            QVERIFY(QFile::link(QStringLiteral("/dev/zero"), path));
+        } else if (kind == "huge") {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(20'000'000));
+        }
+        QVERIFY(isMonitorNamesFile(path) == (kind != "missing"));
+        const MonitorNamesList list = readMonitorNames(*t.ctx, path);
+        QVERIFY(list.entries.empty());
+        QVERIFY2(list.error.startsWith(error + QStringLiteral(" (Code 11086).\r\nFile name is: ") +
+                                       path),
+                 qPrintable(list.error));
+    }
+
+    void aFolderIsNotTheFile() {
+        TestEnvironment t;
+        const QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
+        QVERIFY(QDir().mkpath(path));
+        QVERIFY(!isMonitorNamesFile(path));
     }
 
     void okChecks() {

@@ -4,6 +4,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <unistd.h>
+
 namespace {
 
 struct Run {
@@ -12,12 +14,22 @@ struct Run {
     QString err;
 };
 
-Run hvxReg(const QString& registry, const QStringList& arguments) {
+// `asOwnerOnly`: root bypasses file permissions; without the capabilities to do so it meets
+// them like any user (setpriv takes them out of the bounding set before running the tool).
+Run hvxReg(const QString& registry, const QStringList& arguments, bool asOwnerOnly = false) {
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("HVX_REGISTRY"), registry);
     process.setProcessEnvironment(environment);
-    process.start(qEnvironmentVariable("HVX_BIN_DIR") + QStringLiteral("/hvx-reg"), arguments);
+    const QString tool = qEnvironmentVariable("HVX_BIN_DIR") + QStringLiteral("/hvx-reg");
+    if (asOwnerOnly && ::geteuid() == 0) {
+        process.start(
+            QStringLiteral("setpriv"),
+            QStringList{"--bounding-set=-dac_override,-dac_read_search,-fowner", "--", tool} +
+                arguments);
+    } else {
+        process.start(tool, arguments);
+    }
     if (!process.waitForFinished(30'000) || process.exitStatus() != QProcess::NormalExit) {
         return {};
     }
@@ -113,25 +125,47 @@ class TestHvxReg : public QObject {
 
     void anUnusableStoreIsNamed_data() {
         QTest::addColumn<QString>("relativePath");
-        QTest::newRow("not a database") << "garbage";
-        QTest::newRow("below a regular file") << "garbage/registry.sqlite3";
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("below a regular file") << "garbage/registry.sqlite3"
+                                              << "Not a directory";
+        QTest::newRow("a file that cannot be written") << "read-only"
+                                                       << "Permission denied";
     }
     void anUnusableStoreIsNamed() {
         QFETCH(QString, relativePath);
+        QFETCH(QString, reason);
         QTemporaryDir folder;
         QFile garbage(folder.filePath(QStringLiteral("garbage")));
         QVERIFY(garbage.open(QIODevice::WriteOnly) && garbage.write(QByteArray(4096, 'g')) > 0);
         garbage.close();
+        const QString readOnly = folder.filePath(QStringLiteral("read-only"));
+        QCOMPARE(hvxReg(readOnly, {"set", "Options", "A", "1"}).code, 0);
+        QVERIFY(QFile::setPermissions(readOnly, QFile::ReadOwner));
         const QString registry = folder.filePath(relativePath);
         for (const QStringList& arguments :
              {QStringList{"get", "Options", "A", "default"},
               QStringList{"set", "Options", "A", "1"}, QStringList{"delete", "Options"},
               QStringList{"list"}}) {
-            const Run run = hvxReg(registry, arguments);
+            const Run run = hvxReg(registry, arguments, true);
             QCOMPARE(run.code, 1);
-            QVERIFY2(run.err.contains(QStringLiteral("cannot")) && run.err.contains(registry),
-                     qPrintable(run.err));
+            QVERIFY2(run.err.contains(registry) && run.err.contains(reason), qPrintable(run.err));
         }
+    }
+
+    void aDamagedStoreIsKeptAsideAndToldOnce() {
+        QTemporaryDir folder;
+        const QString registry = folder.filePath(QStringLiteral("registry.sqlite3"));
+        QFile damaged(registry);
+        QVERIFY(damaged.open(QIODevice::WriteOnly) && damaged.write(QByteArray(4096, 'g')) > 0);
+        damaged.close();
+        const Run first = hvxReg(registry, {"set", "Options", "A", "1"});
+        QCOMPARE(first.code, 0);
+        QVERIFY2(first.err.contains(registry) && first.err.contains(QStringLiteral("damaged")),
+                 qPrintable(first.err));
+        const Run second = hvxReg(registry, {"get", "Options", "A"});
+        QCOMPARE(second.code, 0);
+        QCOMPARE(second.out, QStringLiteral("1\n"));
+        QCOMPARE(second.err, QString());
     }
 };
 

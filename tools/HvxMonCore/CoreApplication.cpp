@@ -101,8 +101,17 @@ void CoreApplication::tick() {
             processingRun();
         }
         publish();
+        ticksWithoutStore_ = 0;
+    } catch (const RuntimeError& error) {
+        qWarning().noquote() << "HvxMonCore:" << error.description();
+        // A store that is busy or away: the next tick tries again, for a while.
+        if (error.number() == err::CannotCreateComponent &&
+            ++ticksWithoutStore_ >= kTicksWithoutStore) {
+            qWarning().noquote() << "HvxMonCore: the store has been unusable for"
+                                 << kTicksWithoutStore << "seconds; ending";
+            finish(kNoStoreExitCode);
+        }
     } catch (const std::exception& error) {
-        // A store that is busy or away: the next tick tries again.
         qWarning().noquote() << "HvxMonCore:" << error.what();
     }
 }

@@ -43,6 +43,10 @@ class CoreApplication final : public QObject {
 
     // Ended by State "999" (fault abort-after).
     static constexpr int kAbortExitCode = 3;
+    // Ended because the store could not be used for kTicksWithoutStore ticks in a row: no
+    // command of the Monitor, not even the close command, can reach this copy any more.
+    static constexpr int kNoStoreExitCode = 4;
+    static constexpr int kTicksWithoutStore = 30;
 
   Q_SIGNALS:
     void finished(int exitCode);
@@ -77,6 +81,7 @@ class CoreApplication final : public QObject {
     // CoreHasDBIssues was raised by a failed run and is to be lowered by the next good one.
     bool raisedDbIssues_ = false;
     bool finished_ = false;
+    int ticksWithoutStore_ = 0;
 
     QTimer ticker_;
     std::unique_ptr<TimerWindow> window_;

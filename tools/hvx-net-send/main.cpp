@@ -1,10 +1,12 @@
-// hvx-net-send DESTINATION TEXT: delivers one alert of the Help Desk Monitor and tells by its
-// exit status whether it got through. The Monitor runs it once per destination and does not
-// wait; people and scripts may run it by hand to try a destination.
+// hvx-net-send DESTINATION TEXT: delivers one alert of the Help Desk Monitor (a TEXT of - is
+// read from standard input) and tells by its exit status whether it got through. The Monitor
+// runs it once per destination and does not wait; people and scripts may run it by hand to
+// try a destination.
 #include "Alert.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QFile>
 #include <QSysInfo>
 
 #include <curl/curl.h>
@@ -20,7 +22,8 @@ constexpr int kUsage = 2;
 const char kUsageText[] =
     "usage: hvx-net-send DESTINATION TEXT\n"
     "\n"
-    "Delivers TEXT as one alert of the Help Desk Monitor. DESTINATION is\n"
+    "Delivers TEXT as one alert of the Help Desk Monitor; a TEXT of - is read from standard\n"
+    "input (the Monitor hands over long texts that way). DESTINATION is\n"
     "  http://... or https://...  an HTTP POST of the JSON body\n"
     "                             {\"text\": TEXT, \"computer\": HOST, \"time\": ISO 8601}\n"
     "                             (chat webhooks; 3 s to connect, 5 s in all)\n"
@@ -59,11 +62,19 @@ int main(int argc, char* argv[]) {
         return usage(QStringLiteral("'%1' is no user name, http(s) URL or mailto: address")
                          .arg(arguments[0]));
     }
-    if (arguments[1].isEmpty()) {
+    QString text = arguments[1];
+    if (text == QLatin1String("-")) {
+        QFile input;
+        if (!input.open(stdin, QIODevice::ReadOnly)) {
+            return usage(QStringLiteral("cannot read standard input"));
+        }
+        text = QString::fromUtf8(input.readAll());
+    }
+    if (text.isEmpty()) {
         return usage(QStringLiteral("the text is empty"));
     }
 
-    Alert alert{arguments[1], QSysInfo::machineHostName(), QDateTime::currentDateTime()};
+    Alert alert{text, QSysInfo::machineHostName(), QDateTime::currentDateTime()};
     Outcome outcome;
     switch (destination.kind) {
         case DestinationKind::Webhook:

@@ -4,6 +4,7 @@
 #include "components/BuiltInStringTable.h"
 #include "components/RegistryDatabase.h"
 #include "components/SqliteRegistryStore.h"
+#include "platform/RuntimeError.h"
 
 #include <QCoreApplication>
 #include <QStringList>
@@ -157,6 +158,22 @@ class Tool {
         return call_.where.isEmpty() ? basePath_ : basePath_ + QLatin1Char('\\') + call_.where;
     }
 
+    // A damaged store put aside is said once and then used afresh; a store that cannot be
+    // used at all ends the command.
+    bool storeReady() const {
+        try {
+            database_->ensureUsable();
+        } catch (const hvx::RuntimeError& error) {
+            write(stderr, QStringLiteral("hvx-reg: %1\n").arg(error.description()));
+            try {
+                database_->ensureUsable();
+            } catch (const hvx::RuntimeError&) {
+                return false;
+            }
+        }
+        return true;
+    }
+
     int storeFailure(const char* doing) const {
         write(stderr,
               QStringLiteral("hvx-reg: cannot %1 the store %2: %3\n")
@@ -168,6 +185,9 @@ class Tool {
         const QString& name = call_.operands[0];
         QVariant value;
         int type = 0;
+        if (!storeReady()) {
+            return kExitFailure;
+        }
         const int status = store_.QueryValue(kHive, keyPath(), name, value, type);
         if (status == RegistryStore::kStatusOk) {
             write(stdout, value.toString() + QLatin1Char('\n'));
@@ -197,6 +217,9 @@ class Tool {
             }
         }
         const int type = call_.number ? RegistryStore::kTypeNumber : RegistryStore::kTypeString;
+        if (!storeReady()) {
+            return kExitFailure;
+        }
         if (store_.SetValue(kHive, keyPath(), call_.operands[0], value, type, true) !=
             RegistryStore::kStatusOk) {
             return storeFailure("write");
@@ -206,6 +229,9 @@ class Tool {
 
     // Deleting what is not there is no error, as for the Monitor's own deletes.
     int drop() {
+        if (!storeReady()) {
+            return kExitFailure;
+        }
         const int status = call_.operands.isEmpty()
                                ? store_.DropKey(kHive, keyPath())
                                : store_.DropValue(kHive, keyPath(), call_.operands[0]);
@@ -217,6 +243,9 @@ class Tool {
 
     int list() {
         std::vector<RegistryStore::Entry> entries;
+        if (!storeReady()) {
+            return kExitFailure;
+        }
         const int status = store_.ListValues(kHive, keyPath(), entries);
         if (status != RegistryStore::kStatusOk && status != RegistryStore::kStatusNotFound) {
             return storeFailure("read");

@@ -9,6 +9,8 @@
 #include <QLineEdit>
 #include <QPushButton>
 
+#include <limits>
+
 namespace hvx {
 
 namespace {
@@ -45,6 +47,8 @@ dlgOperatorName::dlgOperatorName(AppContext& ctx, QWidget* parent) : QDialog(par
     place(Label2[1], 120, 900, 3315, 255);
     txtMsg = new QLineEdit(this);
     txtMsg->setObjectName(QStringLiteral("txtMsg"));
+    // The message has no length limit (a line edit stops at 32,767 characters by default).
+    txtMsg->setMaxLength(std::numeric_limits<int>::max());
     place(txtMsg, 120, 1200, 5295, 315);
 
     Label2[0] = new QLabel(

@@ -1,8 +1,10 @@
 #include "SpawnProcessLauncher.h"
 
 #include <QFile>
+#include <QScopeGuard>
 
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
@@ -55,6 +57,23 @@ CStringList childEnvironment(WindowStyle style) {
     return result;
 }
 
+bool writeWhole(int fd, const QByteArray& bytes) {
+    const char* data = bytes.constData();
+    qsizetype left = bytes.size();
+    while (left > 0) {
+        const ssize_t written = ::write(fd, data, static_cast<size_t>(left));
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written < 0) {
+            return false;
+        }
+        data += written;
+        left -= written;
+    }
+    return true;
+}
+
 // RAII for the two spawn objects, so every early return destroys them.
 struct SpawnSetup {
     posix_spawn_file_actions_t actions;
@@ -95,8 +114,27 @@ QByteArray SpawnProcessLauncher::showWindowValue(WindowStyle style) {
 }
 
 LaunchResult SpawnProcessLauncher::start(const QString& program, const QStringList& arguments,
-                                         WindowStyle style) {
+                                         WindowStyle style, const QByteArray& standardInput) {
     reapEnded();
+
+    // The input lies in an anonymous file rather than a pipe: however long it is, it is
+    // written before the child starts, and nobody has to wait for the child to read it.
+    int input = -1;
+    if (!standardInput.isNull()) {
+        input = ::memfd_create("standard-input", MFD_CLOEXEC);
+        if (input < 0 || !writeWhole(input, standardInput) || ::lseek(input, 0, SEEK_SET) != 0) {
+            const int error = errno;
+            if (input >= 0) {
+                ::close(input);
+            }
+            return {false, error, errnoText(error)};
+        }
+    }
+    const auto closeInput = qScopeGuard([input] {
+        if (input >= 0) {
+            ::close(input);
+        }
+    });
 
     const QByteArray path = QFile::encodeName(program);
     CStringList argv;
@@ -123,6 +161,9 @@ LaunchResult SpawnProcessLauncher::start(const QString& program, const QStringLi
                              static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
     // A descriptor opened without close-on-exec by any library must not keep, for example, a
     // database file or a held socket name alive in the child.
+    if (input >= 0) {
+        posix_spawn_file_actions_adddup2(&setup.actions, input, STDIN_FILENO);
+    }
     posix_spawn_file_actions_addclosefrom_np(&setup.actions, 3);
 
     pid_t pid = -1;

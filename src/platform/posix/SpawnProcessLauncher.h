@@ -30,8 +30,9 @@ class SpawnProcessLauncher final : public ProcessLauncher {
 
     // A failure gives errno, also when the program could not be executed (posix_spawn reports
     // the exec's errno), and the system's text for it.
-    LaunchResult start(const QString& program, const QStringList& arguments,
-                       WindowStyle style) override;
+    using ProcessLauncher::start;
+    LaunchResult start(const QString& program, const QStringList& arguments, WindowStyle style,
+                       const QByteArray& standardInput) override;
 
     static QByteArray showWindowValue(WindowStyle style);
 

@@ -1,8 +1,11 @@
 #include "components/DbIni.h"
 #include "platform/RuntimeError.h"
 
+#include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <sys/stat.h>
 
 using namespace hvx;
 
@@ -15,6 +18,8 @@ class TestDbIni : public QObject {
     void awkwardValuesSurviveSaveAndLoad();
     void locationIsRelativeToTheIniFolder();
     void missingFileIsError53();
+    void onlyASmallRegularFileIsRead_data();
+    void onlyASmallRegularFileIsRead();
     void connectionText_data();
     void connectionText();
     void badConnectionText_data();
@@ -79,6 +84,50 @@ void TestDbIni::missingFileIsError53() {
         QFAIL("loading a missing db.ini must fail");
     } catch (const RuntimeError& error) {
         QCOMPARE(error.number(), err::FileNotFound);
+    }
+}
+
+void TestDbIni::onlyASmallRegularFileIsRead_data() {
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("FIFO") << "fifo"
+                          << "not a regular file";
+    QTest::newRow("link to /dev/zero") << "zero"
+                                       << "not a regular file";
+    QTest::newRow("20 MB") << "huge"
+                           << "larger than 1 MiB";
+    QTest::newRow("1 MiB is read") << "limit"
+                                   << "";
+}
+
+// A FIFO would hang the reader and /dev/zero fill memory; both fail at once instead.
+void TestDbIni::onlyASmallRegularFileIsRead() {
+    QFETCH(QString, kind);
+    QFETCH(QString, reason);
+    QTemporaryDir dir;
+    const QString path = DbIni::pathIn(dir.path());
+    if (kind == "fifo") {
+        QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+    } else if (kind == "zero") {
+        QVERIFY(QFile::link(QStringLiteral("/dev/zero"), path));
+    } else {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        const QByteArray head("[Database]\nType = JET\n");
+        file.write(head);
+        QVERIFY(file.resize(kind == "huge" ? 20'000'000 : 1024 * 1024));
+        file.seek(file.size() - 20);
+        file.write("\nLocation = end.db\n");
+    }
+    try {
+        const DbIni ini = DbIni::load(path);
+        QVERIFY2(reason.isEmpty(), "read");
+        QCOMPARE(ini.location, QStringLiteral("end.db"));
+    } catch (const RuntimeError& error) {
+        QCOMPARE(error.number(), err::PathFileAccessError);
+        QVERIFY2(error.description().contains(path) && error.description().contains(reason) &&
+                     !reason.isEmpty(),
+                 qPrintable(error.description()));
     }
 }
 
