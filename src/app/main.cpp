@@ -17,6 +17,7 @@
 #include "components/ui/QtConnectionWizard.h"
 #include "components/ui/QtSplash.h"
 #include "platform/posix/PosixOsServices.h"
+#include "platform/posix/QProcessProgramRunner.h"
 #include "platform/posix/SessionSignals.h"
 #include "platform/posix/SocketWindowDirectory.h"
 #include "platform/posix/SpawnProcessLauncher.h"
@@ -57,6 +58,7 @@ int main(int argc, char* argv[]) {
     SocketInstanceGuard instanceGuard(QCoreApplication::applicationFilePath());
     QtUserInterface userInterface;
     SpawnProcessLauncher launcher;
+    QProcessProgramRunner programRunner;
     SocketWindowDirectory windows;
     XdgFileOpener fileOpener(launcher);
 
@@ -87,7 +89,8 @@ int main(int argc, char* argv[]) {
     };
     env.termTranslator = [] { return std::make_unique<DatabaseTermTranslator>(); };
     env.logSender = [&] {
-        return std::make_unique<SupportBundleSender>(clock, boxes, launcher, ctx.applicationTitle);
+        return std::make_unique<SupportBundleSender>(clock, boxes, programRunner,
+                                                     ctx.applicationTitle);
     };
     if (unattended) {
         env.connectionWizard = [&] {
