@@ -20,7 +20,7 @@ namespace {
 constexpr double kBytesPerMegabyte = 1024.0 * 1024.0;
 // After trimming, the file holds this share of the limit, so the next trim is far away.
 constexpr double kTrimTarget = 0.75;
-constexpr qint64 kCopyChunk = 64 * 1024;
+constexpr qint64 kCopyChunk = qint64{64} * 1024;
 
 QString stamp(const DateValue& now) {
     return now.toDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));

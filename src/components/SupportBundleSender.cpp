@@ -18,7 +18,7 @@ namespace hvx {
 
 namespace {
 
-constexpr qint64 kCopyChunk = 64 * 1024;
+constexpr qint64 kCopyChunk = qint64{64} * 1024;
 // xdg-email ends at once when it has handed over; one that runs the mail client in the
 // foreground is taken to have handed over once this wait is up.
 constexpr int kHandOverWaitMs = 10000;

@@ -54,7 +54,7 @@ class FullDisk {
         if (kind_ == Kind::SizeLimit) {
             ::getrlimit(RLIMIT_FSIZE, &saved_);
             rlimit limit = saved_;
-            limit.rlim_cur = 48 * 1024;
+            limit.rlim_cur = rlim_t{48} * 1024;
             ::setrlimit(RLIMIT_FSIZE, &limit);
             previous_ = std::signal(SIGXFSZ, SIG_IGN);
         }
@@ -166,7 +166,7 @@ class TestFileErrorManager : public QObject {
             report(manager, QStringLiteral("earlier line %1").arg(i), true);
         }
         // What a hostile core application could put in Status and State.
-        report(manager, QString(1200 * 1000, QLatin1Char('s')), true);
+        report(manager, QString(1'200'000, QLatin1Char('s')), true);
         report(manager, QStringLiteral("999\r\n2026-01-01 00:00:00  ERROR  forged"), false);
         const auto lines = logLines(manager.LogFile());
         QVERIFY(lines.size() >= 53);
@@ -177,7 +177,7 @@ class TestFileErrorManager : public QObject {
             QVERIFY2(line.startsWith("2026-11-23 10:00:00  ") || line.startsWith('\t'),
                      line.left(60).constData());
         }
-        QVERIFY(QFileInfo(manager.LogFile()).size() < 100 * 1000);
+        QVERIFY(QFileInfo(manager.LogFile()).size() < 100'000);
     }
 
     void aPlantedFileIsNeverWritten_data() {
@@ -271,7 +271,7 @@ class TestFileErrorManager : public QObject {
             full.emplace(FullDisk::Kind::Mounted, folder);
             QFile room(filler);
             QVERIFY(room.open(QIODevice::WriteOnly));
-            room.write(QByteArray(16 * 1024, 'f'));
+            room.write(QByteArray(16'384, 'f'));
         } else {
             full.emplace(FullDisk::Kind::SizeLimit, QByteArray());
         }

@@ -46,14 +46,14 @@ class TestLogRecordFormat : public QObject {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("start");
         QTest::newRow("1.2 MB on one line")
-            << QString(1200 * 1000, QLatin1Char('x')) << QStringLiteral("xxx");
+            << QString(1'200'000, QLatin1Char('x')) << QStringLiteral("xxx");
         QTest::newRow("1.2 MB of line breaks")
-            << QStringLiteral("y\n").repeated(600 * 1000) << QStringLiteral("y\n\ty\n\ty");
+            << QStringLiteral("y\n").repeated(600'000) << QStringLiteral("y\n\ty\n\ty");
         QTest::newRow("control characters")
-            << QString(100 * 1000, QChar(1)) << QStringLiteral("\\x01\\x01");
+            << QString(100'000, QChar(1)) << QStringLiteral("\\x01\\x01");
         // A cut must never separate the halves of a pair (an emoji).
         QTest::newRow("surrogate pairs")
-            << QString::fromUtf8("😀").repeated(50 * 1000) << QString::fromUtf8("😀😀");
+            << QString::fromUtf8("😀").repeated(50'000) << QString::fromUtf8("😀😀");
     }
 
     void aLongTextKeepsItsStartAndMarksTheCut() {
