@@ -16,6 +16,7 @@
 #include "components/ui/QtConnectionWizard.h"
 #include "components/ui/QtSplash.h"
 #include "platform/posix/PosixOsServices.h"
+#include "platform/posix/QProcessProgramRunner.h"
 #include "platform/posix/SessionSignals.h"
 #include "platform/posix/SocketWindowDirectory.h"
 #include "platform/posix/SpawnProcessLauncher.h"
@@ -56,6 +57,7 @@ int main(int argc, char* argv[]) {
     SocketInstanceGuard instanceGuard(QCoreApplication::applicationFilePath());
     QtUserInterface userInterface;
     SpawnProcessLauncher launcher;
+    QProcessProgramRunner programRunner;
     SocketWindowDirectory windows;
     XdgFileOpener fileOpener(launcher);
 
@@ -86,7 +88,8 @@ int main(int argc, char* argv[]) {
     };
     env.termTranslator = [] { return std::make_unique<DatabaseTermTranslator>(); };
     env.logSender = [&] {
-        return std::make_unique<SupportBundleSender>(clock, boxes, launcher, ctx.applicationTitle);
+        return std::make_unique<SupportBundleSender>(clock, boxes, programRunner,
+                                                     ctx.applicationTitle);
     };
     if (unattended) {
         env.connectionWizard = [&] {

@@ -2,13 +2,12 @@
 
 #include "platform/ErrorManager.h"
 
-#include <QStringList>
+#include <QString>
 
 namespace hvx {
 
 // The members every edition of the error manager keeps alike: the fields of the next report,
-// the switches, the log file and its limit, and the texts to conceal. Editions differ only in
-// where a report goes.
+// the switches, and the log file and its limit. Editions differ only in where a report goes.
 class ErrorManagerBase : public ErrorManager {
   public:
     void SetErrorNumber(long number) override { number_ = number; }
@@ -28,10 +27,6 @@ class ErrorManagerBase : public ErrorManager {
     // A limit of zero or less is ignored.
     void SetLogFileLimit(double megabytes) override;
     double LogFileLimit() const override { return limitMegabytes_; }
-    void Conceal(const QString& secret) override;
-
-    // `text` with every concealed text masked.
-    QString masked(QString text) const;
 
   protected:
     static constexpr double kDefaultLimitMegabytes = 1.0;
@@ -45,7 +40,6 @@ class ErrorManagerBase : public ErrorManager {
     bool enabled_ = false;
     QString logFile_;
     double limitMegabytes_ = kDefaultLimitMegabytes;
-    QStringList secrets_;
 };
 
 }  // namespace hvx

@@ -1,5 +1,6 @@
 #include "QtSqlDatabaseManager.h"
 
+#include "PasswordConcealment.h"
 #include "QtSqlRecordset.h"
 #include "platform/ErrorManager.h"
 #include "platform/RuntimeError.h"
@@ -103,9 +104,6 @@ bool QtSqlDatabaseManager::IsConnected() const {
 
 void QtSqlDatabaseManager::SetErrorManager(ErrorManager* errorManager) {
     errorManager_ = errorManager;
-    if (errorManager_ && settings_ && !settings_->password.isEmpty()) {
-        errorManager_->Conceal(settings_->password);
-    }
 }
 
 void QtSqlDatabaseManager::CloseConnection(bool /*release*/) {
@@ -143,9 +141,7 @@ long QtSqlDatabaseManager::ConnectWith(const DbIni& settings, const QString& ini
     closeDatabase();
     settings_ = settings;
     settingsFolder_ = iniFolder;
-    if (errorManager_ && !settings.password.isEmpty()) {
-        errorManager_->Conceal(settings.password);
-    }
+    recordsets_->password = settings.password;
     if (!open()) {
         return 0;
     }
@@ -296,9 +292,7 @@ bool QtSqlDatabaseManager::open() {
                    QStringLiteral("Unable to read the database settings: ") + error.description());
             return false;
         }
-        if (errorManager_ && !settings_->password.isEmpty()) {
-            errorManager_->Conceal(settings_->password);
-        }
+        recordsets_->password = settings_->password;
     }
     const DbIni& settings = *settings_;
     needsReset_ = true;  // until the connection stands
@@ -450,7 +444,12 @@ void QtSqlDatabaseManager::reportStatementError(const QSqlError& error, const QS
            description + QStringLiteral(" in the statement: ") + shortened(sql));
 }
 
-void QtSqlDatabaseManager::report(long number, const QString& description, const QString& text) {
+void QtSqlDatabaseManager::report(long number, const QString& rawDescription,
+                                  const QString& rawText) {
+    // Driver messages and connection strings are where the password could show.
+    const QString password = settings_ ? settings_->password : QString();
+    const QString description = concealPassword(rawDescription, password);
+    const QString text = concealPassword(rawText, password);
     lastErrorText_ = text;
     if (!errorManager_) {
         return;

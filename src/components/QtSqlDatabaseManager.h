@@ -30,8 +30,8 @@ enum class SqlEngine { None, Sqlite, PostgreSql, SqlServer };
 // opened by Connect or OpenConnection, and again by any statement after CloseConnection, after
 // Reset, or after a failure that lost the connection (a server that went away is reached again
 // by the next statement once it is back). Every failure is reported to the error manager, when
-// one is set, with the driver's error number and text; the database password is handed to
-// the error manager's Conceal so that it never reaches the log.
+// one is set, with the driver's error number and text; the database password is masked in
+// them (concealPassword), and in the errors its recordsets raise.
 //
 // Single thread: the thread that created the manager.
 class QtSqlDatabaseManager final : public DatabaseManager {

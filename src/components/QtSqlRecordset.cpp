@@ -1,5 +1,6 @@
 #include "QtSqlRecordset.h"
 
+#include "PasswordConcealment.h"
 #include "platform/RuntimeError.h"
 
 #include <QDateTime>
@@ -136,7 +137,9 @@ void QtSqlRecordset::fetch() {
     atEnd_ = true;
     const QSqlError error = query_.lastError();
     if (error.isValid()) {
-        throw RuntimeError(sqlErrorNumber(error), sqlErrorDescription(error));
+        throw RuntimeError(sqlErrorNumber(error),
+                           concealPassword(sqlErrorDescription(error),
+                                           registry_ ? registry_->password : QString()));
     }
 }
 

@@ -29,6 +29,8 @@ QString sqlErrorDescription(const QSqlError& error);
 // release their queries before the driver goes away.
 struct OpenRecordsets {
     std::set<QtSqlRecordset*> live;
+    // Masked in the driver's messages.
+    QString password;
 };
 
 // A forward-only result over one executed QSqlQuery. Each row is copied when it becomes

@@ -1,37 +1,36 @@
 #include "SupportBundleSender.h"
 
+#include "OwnLogFile.h"
 #include "Version.h"
 #include "platform/Clock.h"
 #include "platform/ErrorManager.h"
 #include "platform/MessageBoxes.h"
-#include "platform/OsServices.h"
+#include "platform/ProgramRunner.h"
 
-#include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QStandardPaths>
 #include <QSysInfo>
+#include <QTemporaryFile>
 
 #include <utility>
 
 namespace hvx {
 
-SupportBundleSender::SupportBundleSender(const Clock& clock, MessageBoxes& boxes,
-                                         ProcessLauncher& launcher, QString title)
-    : clock_(clock), boxes_(boxes), launcher_(launcher), title_(std::move(title)) {}
+namespace {
 
-QString SupportBundleSender::writeBundle() const {
-    const QString log = errorManager_ != nullptr ? errorManager_->LogFile() : QString();
-    if (log.isEmpty()) {
-        return {};
-    }
+constexpr qint64 kCopyChunk = qint64{64} * 1024;
+// xdg-email ends at once when it has handed over; one that runs the mail client in the
+// foreground is taken to have handed over once this wait is up.
+constexpr int kHandOverWaitMs = 10000;
+
+}  // namespace
+
+SupportBundleSender::SupportBundleSender(const Clock& clock, MessageBoxes& boxes,
+                                         ProgramRunner& runner, QString title)
+    : clock_(clock), boxes_(boxes), runner_(runner), title_(std::move(title)) {}
+
+QByteArray SupportBundleSender::header(const QString& log) const {
     const QDateTime now = clock_.now().toDateTime();
-    const QString path = QFileInfo(log).absolutePath() + QStringLiteral("/support-") +
-                         now.toString(QStringLiteral("yyyyMMdd-HHmmss")) + QStringLiteral(".txt");
-    QSaveFile bundle(path);
-    if (!bundle.open(QIODevice::WriteOnly)) {
-        return {};
-    }
     QByteArray text = "HvxMonitor support bundle\n";
     text += "Version: " + QByteArray(version::kText) + "\n";
     text += "Qt: " + QByteArray(qVersion()) + "\n";
@@ -42,14 +41,43 @@ QString SupportBundleSender::writeBundle() const {
     text += "Created: " + now.toString(Qt::ISODate).toUtf8() + "\n";
     text += "Trace: " + QByteArray(trace_ ? "on" : "off") + "\n";
     text += "----- " + QFileInfo(log).fileName().toUtf8() + " -----\n";
-    QFile source(log);
-    if (source.open(QIODevice::ReadOnly)) {
-        text += source.readAll();
-    } else {
-        text += "(no log file)\n";
+    return text;
+}
+
+QString SupportBundleSender::writeBundle() const {
+    const QString log = errorManager_ != nullptr ? errorManager_->LogFile() : QString();
+    if (log.isEmpty()) {
+        return {};
     }
-    bundle.write(text);
-    return bundle.commit() ? path : QString();
+    const QString stamp = clock_.now().toDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    QTemporaryFile bundle(QFileInfo(log).absolutePath() + QStringLiteral("/support-") + stamp +
+                          QStringLiteral("-XXXXXX.txt"));
+    if (!bundle.open()) {
+        return {};
+    }
+    const QByteArray head = header(log);
+    if (bundle.write(head) != head.size()) {
+        return {};
+    }
+    const OwnLogFile source(log, OwnLogFile::Use::Read);
+    if (!source.isOpen()) {
+        const QByteArray none = "(no log file)\n";
+        if (bundle.write(none) != none.size()) {
+            return {};
+        }
+    }
+    const qint64 size = source.size();
+    for (qint64 offset = 0; offset < size; offset += kCopyChunk) {
+        const QByteArray chunk = source.read(offset, kCopyChunk);
+        if (chunk.isEmpty() || bundle.write(chunk) != chunk.size()) {
+            return {};
+        }
+    }
+    if (!bundle.flush()) {
+        return {};
+    }
+    bundle.setAutoRemove(false);
+    return bundle.fileName();
 }
 
 bool SupportBundleSender::SendLog() {
@@ -68,18 +96,32 @@ bool SupportBundleSender::SendLog() {
         arguments.append(address);
     }
     const QString mailer = QStandardPaths::findExecutable(QStringLiteral("xdg-email"));
-    if (!mailer.isEmpty() && launcher_.start(mailer, arguments, WindowStyle::Normal).started) {
-        boxes_.Show(
-            {QStringLiteral("Your mail program has been asked to send the support bundle:\r\n") +
-                 bundle,
-             title_, MessageIcon::Information, MessageButtons::OkOnly, 1});
-        return true;
+    const ProgramOutcome outcome =
+        mailer.isEmpty() ? ProgramOutcome{} : runner_.run(mailer, arguments, kHandOverWaitMs);
+    if (!outcome.started) {
+        tellWhereBundleLies(QStringLiteral("No mail program could be started."), bundle);
+        return false;
+    }
+    if (!outcome.stillRunning && outcome.exitCode != 0) {
+        const QString reason =
+            outcome.message.isEmpty() ? QStringLiteral("it ended with a failure") : outcome.message;
+        tellWhereBundleLies(
+            QStringLiteral("Your mail program could not take the support bundle (") + reason +
+                QStringLiteral(")."),
+            bundle);
+        return false;
     }
     boxes_.Show(
-        {QStringLiteral("No mail program could be started. The support bundle lies at:\r\n") +
-             bundle + QStringLiteral("\r\nPlease send it to support."),
+        {QStringLiteral("Your mail program has been asked to send the support bundle:\r\n") +
+             bundle,
          title_, MessageIcon::Information, MessageButtons::OkOnly, 1});
-    return false;
+    return true;
+}
+
+void SupportBundleSender::tellWhereBundleLies(const QString& what, const QString& bundle) {
+    boxes_.Show({what + QStringLiteral(" The support bundle lies at:\r\n") + bundle +
+                     QStringLiteral("\r\nPlease send it to support."),
+                 title_, MessageIcon::Exclamation, MessageButtons::OkOnly, 1});
 }
 
 }  // namespace hvx

@@ -8,17 +8,19 @@ namespace hvx {
 
 class Clock;
 class MessageBoxes;
-class ProcessLauncher;
+class ProgramRunner;
 
 // Sends the log to support as a bundle: one text file beside the log with the version facts
 // of this machine and the log itself (which never holds the database password). The bundle
-// is handed to the desktop's mail client (xdg-email) with the support address of the term
-// SUPPORT_EMAIL when there is one; where no mail client can be started, the operator is told
-// where the bundle lies.
+// gets a name nobody can guess beforehand and is created afresh (exclusive creation, mode
+// 0600), so a link planted in a shared log folder cannot redirect it. It is handed to the
+// desktop's mail client (xdg-email) with the support address of the term SUPPORT_EMAIL when
+// there is one; when no mail client can be started or it refuses the bundle, the operator is
+// told so and where the bundle lies.
 class SupportBundleSender final : public LogSender {
   public:
     // None is owned; all must outlive the sender.
-    SupportBundleSender(const Clock& clock, MessageBoxes& boxes, ProcessLauncher& launcher,
+    SupportBundleSender(const Clock& clock, MessageBoxes& boxes, ProgramRunner& runner,
                         QString title);
 
     void SetErrorManager(ErrorManager* errorManager) override { errorManager_ = errorManager; }
@@ -30,9 +32,13 @@ class SupportBundleSender final : public LogSender {
     QString writeBundle() const;
 
   private:
+    QByteArray header(const QString& log) const;
+    // `what` went wrong with the hand-over; the bundle is at `bundle`.
+    void tellWhereBundleLies(const QString& what, const QString& bundle);
+
     const Clock& clock_;
     MessageBoxes& boxes_;
-    ProcessLauncher& launcher_;
+    ProgramRunner& runner_;
     QString title_;
     ErrorManager* errorManager_ = nullptr;
     const TermTranslator* translator_ = nullptr;

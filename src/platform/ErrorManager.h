@@ -34,9 +34,6 @@ class ErrorManager {
     // Never throws: a log that cannot be written costs the line, not the caller.
     virtual void Report(bool& isTrace) = 0;
     virtual void ClearLogFile() = 0;
-
-    // A text that must never reach the log (the database password): it is masked.
-    virtual void Conceal(const QString& secret) = 0;
 };
 
 }  // namespace hvx

@@ -161,9 +161,6 @@ bool ConnectDatabase(AppContext& ctx, SystemSettings& settings, LoginStatus& sta
         }
         ctx.databaseUserId = database.DatabaseUserId();
         ctx.databasePassword = database.DatabasePassword();
-        if (ctx.errorManager) {
-            ctx.errorManager->Conceal(ctx.databasePassword);
-        }
         connected = InitialiseFromDatabase(ctx, settings, status);
     });
     return connected;

@@ -1,10 +1,23 @@
 #include "components/FileErrorManager.h"
+#include "components/SupportBundleSender.h"
 #include "fakes/ScriptedMessageBoxes.h"
 #include "fakes/SettableClock.h"
+#include "platform/ProgramRunner.h"
+#include "platform/RuntimeError.h"
 
+#include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <algorithm>
+#include <csignal>
+#include <optional>
 
 using namespace hvx;
 
@@ -26,6 +39,48 @@ void report(ErrorManager& manager, const QString& text, bool trace) {
     manager.SetErrorText(text);
     manager.Report(trace);
 }
+
+class NoMailProgram final : public ProgramRunner {
+  public:
+    ProgramOutcome run(const QString&, const QStringList&, int) override { return {}; }
+};
+
+// A log folder that is full: a 64 KB tmpfs mounted on it, or a file size limit on this
+// process (with SIGXFSZ ignored, so a write beyond it fails instead of ending the process).
+class FullDisk {
+  public:
+    enum class Kind { Mounted, SizeLimit };
+    FullDisk(Kind kind, QByteArray mountPoint) : kind_(kind), mountPoint_(std::move(mountPoint)) {
+        if (kind_ == Kind::SizeLimit) {
+            ::getrlimit(RLIMIT_FSIZE, &saved_);
+            rlimit limit = saved_;
+            limit.rlim_cur = rlim_t{48} * 1024;
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            previous_ = std::signal(SIGXFSZ, SIG_IGN);
+        }
+    }
+    ~FullDisk() {
+        makeRoom();
+        if (kind_ == Kind::Mounted) {
+            ::umount2(mountPoint_.constData(), MNT_DETACH);
+        }
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+    void makeRoom() {
+        if (kind_ == Kind::SizeLimit && previous_ != SIG_ERR) {
+            ::setrlimit(RLIMIT_FSIZE, &saved_);
+            std::signal(SIGXFSZ, previous_);
+            previous_ = SIG_ERR;
+        }
+    }
+
+  private:
+    Kind kind_;
+    QByteArray mountPoint_;
+    rlimit saved_{};
+    void (*previous_)(int) = SIG_ERR;
+};
 
 }  // namespace
 
@@ -103,14 +158,177 @@ class TestFileErrorManager : public QObject {
         QVERIFY(!QFile::exists(manager.LogFile()));
     }
 
-    void concealedTextsNeverReachTheLog() {
+    void oneReportCannotWipeOrForgeTheLog() {
         FileErrorManager manager(clock_, nullptr);
-        manager.SetLogFile(freshLog("secret.txt"));
-        manager.Conceal(QStringLiteral("s3cr3t"));
-        report(manager, QStringLiteral("login failed for pwd=s3cr3t;"), false);
+        manager.SetLogFile(freshLog("hostile.txt"));
+        manager.SetLogFileLimit(1.0);
+        for (int i = 1; i <= 50; ++i) {
+            report(manager, QStringLiteral("earlier line %1").arg(i), true);
+        }
+        // What a hostile core application could put in Status and State.
+        report(manager, QString(1'200'000, QLatin1Char('s')), true);
+        report(manager, QStringLiteral("999\r\n2026-01-01 00:00:00  ERROR  forged"), false);
         const auto lines = logLines(manager.LogFile());
-        QVERIFY(!lines[0].contains("s3cr3t"));
-        QVERIFY(lines[0].endsWith("pwd=********;"));
+        QVERIFY(lines.size() >= 53);
+        for (int i = 1; i <= 50; ++i) {
+            QVERIFY(lines[i - 1].endsWith("  TRACE  earlier line " + QByteArray::number(i)));
+        }
+        for (const QByteArray& line : lines) {
+            QVERIFY2(line.startsWith("2026-11-23 10:00:00  ") || line.startsWith('\t'),
+                     line.left(60).constData());
+        }
+        QVERIFY(QFileInfo(manager.LogFile()).size() < 100'000);
+    }
+
+    void aPlantedFileIsNeverWritten_data() {
+        QTest::addColumn<QString>("kind");
+        QTest::newRow("symbolic link") << QStringLiteral("symlink");
+        QTest::newRow("dangling symbolic link") << QStringLiteral("dangling");
+        QTest::newRow("hard link") << QStringLiteral("hardlink");
+        QTest::newRow("FIFO") << QStringLiteral("fifo");
+    }
+
+    // Appends, a trim, Clear Log File and Send Log File through a log folder where somebody
+    // planted monitorlog.txt and a support bundle's name.
+    void aPlantedFileIsNeverWritten() {
+        QFETCH(QString, kind);
+        const QTemporaryDir folder;
+        const QString victim = folder.filePath(QStringLiteral("victim.txt"));
+        const QString log = folder.filePath(QStringLiteral("monitorlog.txt"));
+        const QByteArray precious = "precious\ncontent";
+        if (kind != QLatin1String("dangling")) {
+            QFile file(victim);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(precious);
+        }
+        const QByteArray victimName = QFile::encodeName(victim);
+        const QByteArray logName = QFile::encodeName(log);
+        if (kind == QLatin1String("hardlink")) {
+            QCOMPARE(::link(victimName.constData(), logName.constData()), 0);
+        } else if (kind == QLatin1String("fifo")) {
+            QCOMPARE(::mkfifo(logName.constData(), 0600), 0);
+        } else {
+            QCOMPARE(::symlink(victimName.constData(), logName.constData()), 0);
+        }
+        // The name a bundle made at this clock's time used to get.
+        QVERIFY(
+            QFile::link(victim, folder.filePath(QStringLiteral("support-20261123-100000.txt"))));
+
+        FileErrorManager manager(clock_, nullptr);
+        manager.SetLogFile(log);
+        manager.SetLogFileLimit(0.1);
+        for (int i = 0; i < 300; ++i) {
+            report(manager, QString(1000, QLatin1Char('x')), true);
+        }
+        QVERIFY_THROWS_EXCEPTION(RuntimeError, manager.ClearLogFile());
+        test::ScriptedMessageBoxes boxes;
+        NoMailProgram runner;
+        SupportBundleSender sender(clock_, boxes, runner, QStringLiteral("Help Desk Monitor"));
+        sender.SetErrorManager(&manager);
+        QVERIFY(!sender.SendLog());
+
+        if (kind == QLatin1String("dangling")) {
+            QVERIFY(!QFileInfo::exists(victim));
+        } else {
+            QFile file(victim);
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            QCOMPARE(file.readAll(), precious);
+        }
+        const QStringList bundles =
+            QDir(folder.path())
+                .entryList({QStringLiteral("support-*")}, QDir::Files | QDir::System);
+        QCOMPARE(bundles.size(), 2);
+        for (const QString& name : bundles) {
+            const QFileInfo bundle(folder.filePath(name));
+            if (!bundle.isSymLink()) {
+                QVERIFY(name.startsWith(QLatin1String("support-20261123-100000-")));
+                const QFile::Permissions ownerGroupOther(0x7077);
+                QCOMPARE(bundle.permissions() & ownerGroupOther,
+                         QFile::ReadOwner | QFile::WriteOwner);
+                QVERIFY(boxes.texts().front().contains(bundle.absoluteFilePath()));
+            }
+        }
+    }
+
+    void aFullDiskCostsWholeRecordsOnly_data() {
+        QTest::addColumn<bool>("tmpfs");
+        QTest::newRow("64 KB tmpfs") << true;
+        QTest::newRow("file size limit") << false;
+    }
+
+    // The disk fills while records go in, then room is made again. Every record in the file
+    // must be one that was reported, whole, and the ones after the full disk must be there.
+    void aFullDiskCostsWholeRecordsOnly() {
+        QFETCH(bool, tmpfs);
+        const QTemporaryDir dir;
+        const QByteArray folder = QFile::encodeName(dir.path());
+        const QString filler = dir.filePath(QStringLiteral("filler"));
+        std::optional<FullDisk> full;
+        if (tmpfs) {
+            if (::mount("tmpfs", folder.constData(), "tmpfs", 0, "size=64k") != 0) {
+                QSKIP("a tmpfs cannot be mounted here (no privilege)");
+            }
+            full.emplace(FullDisk::Kind::Mounted, folder);
+            QFile room(filler);
+            QVERIFY(room.open(QIODevice::WriteOnly));
+            room.write(QByteArray(16'384, 'f'));
+        } else {
+            full.emplace(FullDisk::Kind::SizeLimit, QByteArray());
+        }
+        const auto text = [](int i) {
+            QString t =
+                QStringLiteral("record %1 ").arg(i) + QString(i * 37 % 700, QLatin1Char('x'));
+            if (i % 3 == 0) {
+                t += QStringLiteral("\r\nsecond line\nthird");
+            }
+            return t + QStringLiteral(" end");
+        };
+        FileErrorManager manager(clock_, nullptr);
+        manager.SetLogFile(dir.filePath(QStringLiteral("monitorlog.txt")));
+        for (int i = 0; i < 300; ++i) {
+            report(manager, text(i), i % 2 == 0);
+        }
+        if (tmpfs) {
+            QVERIFY(QFile::remove(filler));
+        }
+        full->makeRoom();
+        for (int i = 300; i < 330; ++i) {
+            report(manager, text(i), true);
+        }
+
+        QFile file(manager.LogFile());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray content = file.readAll();
+        QVERIFY(content.endsWith('\n'));
+        static const QRegularExpression head(
+            QStringLiteral("^2026-11-23 10:00:00  (TRACE|ERROR)  "));
+        QList<int> numbers;
+        QString record;
+        const auto check = [&] {
+            if (record.isEmpty()) {
+                return;
+            }
+            const int number = record.section(QLatin1Char(' '), 1, 1).toInt();
+            QCOMPARE(record, text(number).replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+            numbers.append(number);
+        };
+        for (const QByteArray& line : content.chopped(1).split('\n')) {
+            const QString l = QString::fromUtf8(line);
+            if (l.startsWith(QLatin1Char('\t'))) {
+                QVERIFY(!record.isEmpty());
+                record += QLatin1Char('\n') + l.mid(1);
+                continue;
+            }
+            const QRegularExpressionMatch match = head.match(l);
+            QVERIFY2(match.hasMatch(), line.left(60).constData());
+            check();
+            record = l.mid(match.capturedLength());
+        }
+        check();
+        QVERIFY(std::is_sorted(numbers.begin(), numbers.end()));
+        QVERIFY2(numbers.size() < 300, "the disk never filled");
+        QCOMPARE(numbers.last(), 329);
+        QVERIFY(numbers.contains(300));
     }
 };
 

@@ -6,11 +6,14 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
+#include <QScopeGuard>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/mount.h>
 #include <csignal>
 
 using namespace hvx;
@@ -302,6 +305,97 @@ class TestMonitorEndToEnd : public QObject {
 
         ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
         QVERIFY(monitor->waitForFinished(10000));
+    }
+
+    void theLogOfAStartUpHoldsNoPassword_data() {
+        QTest::addColumn<QString>("password");
+        QTest::newRow("Monitor") << QStringLiteral("Monitor");
+        QTest::newRow("0") << QStringLiteral("0");
+        QTest::newRow("a") << QStringLiteral("a");
+        QTest::newRow("40 characters") << QStringLiteral("x7Qk-").repeated(8);
+    }
+
+    void theLogOfAStartUpHoldsNoPassword() {
+        QFETCH(QString, password);
+        Installation i(QStringLiteral("e2e-password"));
+        QVERIFY(i.ok);
+        i.setSetting(QStringLiteral("AutoStartMonitor"), QStringLiteral("1"));
+        QFile ini(i.app + QStringLiteral("/db.ini"));
+        QVERIFY(ini.open(QIODevice::Append));
+        ini.write("Password=" + password.toUtf8() + "\n");
+        ini.close();
+        QProcess* monitor = i.startMonitor(QStringLiteral("keep"));
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), 15000);
+        ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
+        QVERIFY(monitor->waitForFinished(10000));
+        const QString log = i.log();
+        QVERIFY2(log.contains(QStringLiteral("  TRACE  Monitor Started\n")), qPrintable(log));
+        QVERIFY2(!log.contains(QStringLiteral("****")), qPrintable(log));
+        if (password.size() >= 8) {
+            QVERIFY2(!log.contains(password), qPrintable(log));
+        }
+        // The core application still gets it through the control channel.
+        QCOMPARE(i.control("Pwd"), password);
+    }
+
+    // The log folder is a 64 KB tmpfs that fills while the Monitor runs.
+    void aFullLogFolderNeitherDamagesTheLogNorStopsSupervision() {
+        Installation i(QStringLiteral("e2e-full-disk"));
+        QVERIFY(i.ok);
+        const QString folder = i.dir.filePath(QStringLiteral("data/halvex/help-desk"));
+        QVERIFY(QDir().mkpath(folder));
+        if (::mount("tmpfs", QFile::encodeName(folder).constData(), "tmpfs", 0, "size=64k") != 0) {
+            QSKIP("a tmpfs cannot be mounted here (no privilege)");
+        }
+        const auto unmount =
+            qScopeGuard([&] { ::umount2(QFile::encodeName(folder).constData(), MNT_DETACH); });
+        i.setSetting(QStringLiteral("AutoStartMonitor"), QStringLiteral("1"));
+        i.store()->SetValue(RegistryStore::kCurrentUser, kBase + QStringLiteral("Options"),
+                            QStringLiteral("Trace"), QStringLiteral("1"),
+                            RegistryStore::kTypeString, true);
+        QProcess* monitor = i.startMonitor(QStringLiteral("keep"));
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), 15000);
+
+        // Fill the folder to the last byte; the tick's trace lines then find no room.
+        QFile filler(folder + QStringLiteral("/filler"));
+        QVERIFY(filler.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+        const QByteArray block(512, 'f');
+        while (filler.write(block) == block.size()) {
+        }
+        filler.write(QByteArray(1, 'f'));
+        filler.close();
+        // The log still grows into the free part of its last page; once that is used up, a
+        // trace line finds no room at all. Full: no growth over five ticks.
+        const QString logFile = folder + QStringLiteral("/monitorlog.txt");
+        qint64 size = -1;
+        int still = 0;
+        QElapsedTimer waited;
+        waited.start();
+        while (still < 5 && waited.elapsed() < 120000) {
+            QTest::qWait(1000);
+            const qint64 now = QFileInfo(logFile).size();
+            still = now == size ? still + 1 : 0;
+            size = now;
+        }
+        QVERIFY2(still >= 5, "the log folder never filled");
+
+        i.setControl("Command", "3");
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Suspended)")), 10000);
+        i.setControl("Command", "2");
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), 10000);
+        QCOMPARE(QFileInfo(logFile).size(), size);
+
+        QVERIFY(QFile::remove(filler.fileName()));
+        ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
+        QVERIFY(monitor->waitForFinished(10000));
+        const QString log = i.log();
+        QVERIFY2(log.endsWith(QStringLiteral("  TRACE  Closed\n")), qPrintable(log.right(300)));
+        static const QRegularExpression stamped(
+            QStringLiteral(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d  (TRACE|ERROR)  )"));
+        for (const QString& line : log.chopped(1).split(QLatin1Char('\n'))) {
+            QVERIFY2(line.startsWith(QLatin1Char('\t')) || stamped.match(line).hasMatch(),
+                     qPrintable(line));
+        }
     }
 };
 

@@ -23,11 +23,9 @@ class RecordingErrorManager final : public ErrorManagerBase {
         reports.clear();
         writes.append(QStringLiteral("ClearLogFile()"));
     }
-    void Conceal(const QString& secret) override { concealed.append(secret); }
 
     QStringList writes;
     QStringList reports;
-    QStringList concealed;
 };
 
 }  // namespace hvx::test

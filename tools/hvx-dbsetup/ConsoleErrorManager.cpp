@@ -12,7 +12,7 @@ void ConsoleErrorManager::Report(bool& isTrace) {
         return;
     }
     const QByteArray line =
-        (program_ + QStringLiteral(": ") + masked(ErrorText()) + QLatin1Char('\n')).toUtf8();
+        (program_ + QStringLiteral(": ") + ErrorText() + QLatin1Char('\n')).toUtf8();
     std::fwrite(line.constData(), 1, static_cast<std::size_t>(line.size()), stream_);
     std::fflush(stream_);
 }

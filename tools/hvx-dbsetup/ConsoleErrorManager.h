@@ -7,7 +7,7 @@
 namespace hvx {
 
 // The error manager of a command-line tool: each error report is one line on stderr,
-// prefixed with the program name, with every concealed text masked. Traces are dropped.
+// prefixed with the program name. Traces are dropped.
 class ConsoleErrorManager final : public ErrorManagerBase {
   public:
     explicit ConsoleErrorManager(QString program, std::FILE* stream = stderr);

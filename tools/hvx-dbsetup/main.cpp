@@ -4,6 +4,7 @@
 #include "ConsoleErrorManager.h"
 #include "components/DbIni.h"
 #include "components/HelpDeskSchema.h"
+#include "components/PasswordConcealment.h"
 #include "components/QtSqlDatabaseManager.h"
 #include "platform/RuntimeError.h"
 #include "platform/posix/SystemClock.h"
@@ -166,7 +167,6 @@ int run(const QStringList& arguments) {
         }
     }
     DbIni& ini = request->ini;
-    errors.Conceal(ini.password);
     // Make sure db.ini can be written before the database is touched.
     if (!request->check && request->iniGiven && !QDir().mkpath(request->iniFolder)) {
         print(stderr,
@@ -203,7 +203,7 @@ int run(const QStringList& arguments) {
         return kExitFailure;
     }
     print(stdout, QStringLiteral("Database: %1 %2")
-                      .arg(database.DatabaseType(), errors.masked(database.DatabaseLocation())));
+                      .arg(database.DatabaseType(), database.DatabaseLocation()));
 
     const SystemClock clock;
     HelpDeskSchema schema(database, clock.now());
@@ -230,7 +230,8 @@ int run(const QStringList& arguments) {
                       : QStringLiteral("The Messages table is not empty: no demo messages added."));
         }
     } catch (const RuntimeError& failure) {
-        print(stderr, kProgram + QStringLiteral(": ") + errors.masked(failure.description()));
+        print(stderr, kProgram + QStringLiteral(": ") +
+                          concealPassword(failure.description(), ini.password));
         return kExitFailure;
     }
     database.CloseConnection(true);

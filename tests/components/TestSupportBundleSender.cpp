@@ -1,0 +1,89 @@
+#include "components/FileErrorManager.h"
+#include "components/SupportBundleSender.h"
+#include "fakes/ScriptedMessageBoxes.h"
+#include "fakes/SettableClock.h"
+#include "platform/posix/QProcessProgramRunner.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace hvx;
+
+class TestSupportBundleSender : public QObject {
+    Q_OBJECT
+
+  private Q_SLOTS:
+    // A stand-in xdg-email on PATH records its arguments and ends as the row says.
+    void theOperatorLearnsHowTheHandOverWent_data() {
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("mail program refuses")
+            << QByteArray(
+                   "echo \"xdg-email: no method available for opening 'mailto:'\" >&2\n"
+                   "exit 3\n")
+            << QStringLiteral(
+                   "Your mail program could not take the support bundle (xdg-email: "
+                   "no method available for opening 'mailto:'). The support bundle "
+                   "lies at:\r\n%1\r\nPlease send it to support.");
+        QTest::newRow("mail program takes it")
+            << QByteArray("exit 0\n")
+            << QStringLiteral("Your mail program has been asked to send the support bundle:\r\n%1");
+        QTest::newRow("no mail program")
+            << QByteArray()
+            << QStringLiteral(
+                   "No mail program could be started. The support bundle lies "
+                   "at:\r\n%1\r\nPlease send it to support.");
+    }
+
+    void theOperatorLearnsHowTheHandOverWent() {
+        QFETCH(QByteArray, script);
+        QFETCH(QString, expected);
+        const QTemporaryDir dir;
+        const QString bin = dir.filePath(QStringLiteral("bin"));
+        QVERIFY(QDir().mkpath(bin));
+        const QString called = dir.filePath(QStringLiteral("called.txt"));
+        if (!script.isEmpty()) {
+            QFile mailer(bin + QStringLiteral("/xdg-email"));
+            QVERIFY(mailer.open(QIODevice::WriteOnly));
+            mailer.write("#!/bin/sh\nprintf '%s\\n' \"$@\" > '" + QFile::encodeName(called) +
+                         "'\n" + script);
+            mailer.close();
+            mailer.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        }
+        const QByteArray path = qgetenv("PATH");
+        qputenv("PATH", QFile::encodeName(bin));
+
+        test::SettableClock clock;
+        FileErrorManager errors(clock, nullptr);
+        errors.SetLogFile(dir.filePath(QStringLiteral("monitorlog.txt")));
+        errors.SetErrorText(QStringLiteral("a line of the log"));
+        bool trace = true;
+        errors.Report(trace);
+        test::ScriptedMessageBoxes boxes;
+        QProcessProgramRunner runner;
+        SupportBundleSender sender(clock, boxes, runner, QStringLiteral("Help Desk Monitor"));
+        sender.SetErrorManager(&errors);
+        const bool sent = sender.SendLog();
+        qputenv("PATH", path);
+
+        const QStringList bundles =
+            QDir(dir.path()).entryList({QStringLiteral("support-*.txt")}, QDir::Files);
+        QCOMPARE(bundles.size(), 1);
+        const QString bundle = dir.filePath(bundles.front());
+        QCOMPARE(boxes.texts(), QStringList{expected.arg(bundle)});
+        QCOMPARE(sent, expected.startsWith(QLatin1String("Your mail program has been")));
+        QFile content(bundle);
+        QVERIFY(content.open(QIODevice::ReadOnly));
+        QVERIFY(content.readAll().endsWith("  TRACE  a line of the log\n"));
+        if (!script.isEmpty()) {
+            QFile arguments(called);
+            QVERIFY(arguments.open(QIODevice::ReadOnly));
+            QCOMPARE(arguments.readAll(),
+                     "--subject\nHvxMonitor log\n--attach\n" + QFile::encodeName(bundle) + "\n");
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSupportBundleSender)
+#include "TestSupportBundleSender.moc"
