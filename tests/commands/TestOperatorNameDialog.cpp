@@ -121,8 +121,8 @@ class TestOperatorNameDialog : public QObject {
         unattended.Show();
         const QJsonObject loaded = jsonLines(log).value(0);
         QStringList recorded{loaded.value(QStringLiteral("message")).toString()};
-        for (const QJsonValue& destination :
-             loaded.value(QStringLiteral("destinations")).toArray()) {
+        const QJsonArray destinations = loaded.value(QStringLiteral("destinations")).toArray();
+        for (const auto& destination : destinations) {
             recorded.append(destination.toString());
         }
         QCOMPARE(recorded, shown);

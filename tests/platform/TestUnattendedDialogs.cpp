@@ -14,8 +14,6 @@
 #include <QJsonObject>
 #include <QTest>
 
-#include <functional>
-
 using namespace hvx;
 using namespace hvx::test;
 
@@ -23,70 +21,41 @@ namespace {
 
 enum Dialog { InstanceList, OldMessages, AlertSetup, Confirmation };
 
-// One unattended run: the dialog's and the boxes' lines in one file, one answer queue.
-struct Run {
-    Run(TestEnvironment& t, const QString& answers)
-        : log(t.folder.filePath(QStringLiteral("unattended.jsonl"))),
-          session(log, answers),
-          boxes(session, QStringLiteral("HvxMonitor")) {
-        t.env.messageBoxes = &boxes;
+// Shows `dialog` unattended, its lines and its boxes' in `log`; answers whether it ended
+// cancelled (the alert set-up: saved nothing; the confirmation: closed without a button).
+bool show(Dialog dialog, TestEnvironment& t, UnattendedSession& session) {
+    UnattendedMessageBoxes boxes(session, QStringLiteral("HvxMonitor"));
+    t.env.messageBoxes = &boxes;
+    if (dialog == InstanceList) {
+        UnattendedMonitorNames shown(*t.ctx, session);
+        shown.Show();
+        return shown.Cancelled();
     }
-
-    QList<QJsonObject> lines() const {
-        QList<QJsonObject> read;
-        QFile file(log);
-        if (file.open(QIODevice::ReadOnly)) {
-            for (const QByteArray& line : file.readAll().split('\n')) {
-                if (!line.isEmpty()) {
-                    read.append(QJsonDocument::fromJson(line).object());
-                }
-            }
-        }
-        return read;
+    if (dialog == OldMessages) {
+        UnattendedDeleteOldMessages shown(session, boxes);
+        shown.Show();
+        return shown.Cancelled();
     }
-
-    QString log;
-    UnattendedSession session;
-    UnattendedMessageBoxes boxes;
-};
-
-void writeFile(const QString& path, const QByteArray& text) {
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write(text);
+    if (dialog == AlertSetup) {
+        UnattendedOperatorName(*t.ctx, session).Show();
+        return GetRegValue(*t.ctx, t.ctx->optionsSection, QStringLiteral("AlertMsg"), {}).isEmpty();
     }
+    UnattendedMessageWithTurnOff shown(*t.ctx, session);
+    shown.SetYesNo(true);
+    shown.SetWarningOffKey(QStringLiteral("ExitMonitor"));
+    shown.Show();
+    return shown.Response() == 0;
 }
 
-// Shows `dialog` unattended and answers whether it ended cancelled.
-bool show(Dialog dialog, TestEnvironment& t, Run& run) {
-    switch (dialog) {
-        case InstanceList: {
-            UnattendedMonitorNames shown(*t.ctx, run.session);
-            shown.Show();
-            return shown.Cancelled();
-        }
-        case OldMessages: {
-            UnattendedDeleteOldMessages shown(run.session, run.boxes);
-            shown.SetOldUnsentCount(12);
-            shown.Show();
-            return shown.Cancelled();
-        }
-        case AlertSetup: {
-            UnattendedOperatorName shown(*t.ctx, run.session);
-            shown.Show();
-            return GetRegValue(*t.ctx, t.ctx->optionsSection, QStringLiteral("AlertMsg"),
-                               QStringLiteral("<missing>")) == QLatin1String("<missing>");
-        }
-        case Confirmation: {
-            UnattendedMessageWithTurnOff shown(*t.ctx, run.session);
-            shown.SetMsg(QStringLiteral("Are you sure?"));
-            shown.SetYesNo(true);
-            shown.SetWarningOffKey(QStringLiteral("ExitMonitor"));
-            shown.Show();
-            return shown.Response() == 0;
+QList<QJsonObject> linesOf(const QString& path) {
+    QList<QJsonObject> read;
+    QFile file(path);
+    if (file.open(QIODevice::ReadOnly)) {
+        for (const QByteArray& line : file.readAll().trimmed().split('\n')) {
+            read.append(QJsonDocument::fromJson(line).object());
         }
     }
-    return true;
+    return read;
 }
 
 }  // namespace
@@ -95,105 +64,97 @@ class TestUnattendedDialogs : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
-    void eachRefusalIsABoxOfItsOwn_data() {
+    void boxesAndRefusedTokens_data() {
         QTest::addColumn<int>("dialog");
-        QTest::addColumn<QByteArray>("monitorNames");
         QTest::addColumn<QString>("answers");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("icon");
-        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("box");  // text, icon and title; empty: no box
+        QTest::addColumn<QString>("refused");
         QTest::addColumn<bool>("cancelled");
-        // The first token after the box's own "ok" is the dialog's next answer.
+        // After a box takes its own "ok", the dialog goes on with the next token.
         QTest::newRow("instance list, load error")
-            << int(InstanceList) << QByteArray("North,/a\nno comma\n") << "ok,cancel"
-            << "Error 9, Subscript out of range (Code 11087)."
-            << "none"
-            << "HvxMonitor" << true;
+            << int(InstanceList) << "ok,cancel"
+            << "Error 9, Subscript out of range (Code 11087).|none|HvxMonitor"
+            << "" << true;
         QTest::newRow("instance list, none selected")
-            << int(InstanceList) << QByteArray("North,/a\n") << "select:South,ok,cancel"
-            << "Please select a Monitor instance."
-            << "exclamation"
-            << "Halvex Monitor" << true;
+            << int(InstanceList) << "select:South,ok,cancel"
+            << "Please select a Monitor instance.|exclamation|Halvex Monitor"
+            << "" << true;
         QTest::newRow("instance list, no db.ini")
-            << int(InstanceList) << QByteArray("North,/nowhere\n") << "select:North,ok,cancel"
-            << "There is no DB.INI file in this folder, or the folder doesn't exist."
-            << "critical"
-            << "Halvex Monitor" << true;
+            << int(InstanceList) << "select:North,ok,cancel"
+            << "There is no DB.INI file in this folder, or the folder doesn't exist.|critical|"
+               "Halvex Monitor"
+            << "" << true;
         QTest::newRow("old messages, no number")
-            << int(OldMessages) << QByteArray() << "days:x,ok,keep"
-            << "Please type the number of days."
-            << "exclamation"
-            << "Halvex Help Desk" << false;
+            << int(OldMessages) << "days:x,ok,keep"
+            << "Please type the number of days.|exclamation|Halvex Help Desk"
+            << "" << false;
         QTest::newRow("old messages, under a day")
-            << int(OldMessages) << QByteArray() << "days:0,ok,cancel"
-            << "The number of days must be 1 or more."
-            << "exclamation"
-            << "Halvex Help Desk" << true;
+            << int(OldMessages) << "days:0,ok,cancel"
+            << "The number of days must be 1 or more.|exclamation|Halvex Help Desk"
+            << "" << true;
         QTest::newRow("alert set-up, quotes")
-            << int(AlertSetup) << QByteArray() << "ok:Down;help desk,ok,ok:Down;ops"
-            << "Net Send destinations with spaces must be contained in quotes."
-            << "exclamation"
-            << "Halvex Monitor" << false;
+            << int(AlertSetup) << "ok:Down;help desk,ok,ok:Down;ops"
+            << "Net Send destinations with spaces must be contained in quotes.|exclamation|"
+               "Halvex Monitor"
+            << "" << false;
+        // A refused token ends the dialog as Cancel does; the token after it stays queued.
+        QTest::newRow("instance list, refused") << int(InstanceList) << "pick:North,yes"
+                                                << ""
+                                                << "pick:North" << true;
+        QTest::newRow("old messages, refused") << int(OldMessages) << "delete,yes"
+                                               << ""
+                                               << "delete" << true;
+        QTest::newRow("alert set-up, refused") << int(AlertSetup) << "save,yes"
+                                               << ""
+                                               << "save" << true;
+        QTest::newRow("confirmation, no such button") << int(Confirmation) << "ok,yes"
+                                                      << ""
+                                                      << "ok" << true;
+        QTest::newRow("confirmation, refused with its box ticked")
+            << int(Confirmation) << "cancel+off,yes"
+            << ""
+            << "cancel+off" << true;
     }
-    void eachRefusalIsABoxOfItsOwn() {
+    void boxesAndRefusedTokens() {
         QFETCH(int, dialog);
-        QFETCH(QByteArray, monitorNames);
         QFETCH(QString, answers);
-        QFETCH(QString, text);
-        QFETCH(bool, cancelled);
+        QFETCH(QString, box);
+        QFETCH(QString, refused);
         TestEnvironment t;
-        writeFile(t.folder.filePath(QStringLiteral("monitornames.txt")), monitorNames);
-        Run run(t, answers);
+        QFile names(t.folder.filePath(QStringLiteral("monitornames.txt")));
+        QVERIFY(names.open(QIODevice::WriteOnly));
+        names.write(box.startsWith(QLatin1String("Error")) ? "North,/a\nno comma\n"
+                                                           : "North,/nowhere\n");
+        names.close();
+        const QString log = t.folder.filePath(QStringLiteral("unattended.jsonl"));
+        UnattendedSession session(log, answers);
 
-        QCOMPARE(show(static_cast<Dialog>(dialog), t, run), cancelled);
+        QTEST(show(static_cast<Dialog>(dialog), t, session), "cancelled");
 
-        QList<QJsonObject> boxes;
-        QList<QJsonObject> dialogLines;
-        for (const QJsonObject& line : run.lines()) {
-            (line.value(QStringLiteral("kind")) == QLatin1String("messagebox") ? boxes
-                                                                               : dialogLines)
-                .append(line);
+        QStringList boxes;
+        QJsonObject last;
+        for (const QJsonObject& line : linesOf(log)) {
+            if (line.value(QStringLiteral("kind")) != QLatin1String("messagebox")) {
+                last = line;
+                continue;
+            }
+            QCOMPARE(line.value(QStringLiteral("buttons")).toString(), QStringLiteral("OKOnly"));
+            QCOMPARE(line.value(QStringLiteral("answer")).toString(), QStringLiteral("ok"));
+            boxes.append(
+                line.value(QStringLiteral("text")).toString().section(QLatin1Char('\r'), 0, 0) +
+                QLatin1Char('|') + line.value(QStringLiteral("icon")).toString() +
+                QLatin1Char('|') + line.value(QStringLiteral("title")).toString());
         }
-        QCOMPARE(boxes.size(), 1);
-        const QJsonObject box = boxes.front();
-        QVERIFY2(box.value(QStringLiteral("text")).toString().startsWith(text),
-                 qPrintable(box.value(QStringLiteral("text")).toString()));
-        QTEST(box.value(QStringLiteral("icon")).toString(), "icon");
-        QTEST(box.value(QStringLiteral("title")).toString(), "title");
-        QCOMPARE(box.value(QStringLiteral("buttons")).toString(), QStringLiteral("OKOnly"));
-        QCOMPARE(box.value(QStringLiteral("answer")).toString(), QStringLiteral("ok"));
-        QVERIFY(!box.contains(QStringLiteral("refused")));
-        // The box took "ok"; the dialog went on with the token after it.
-        QCOMPARE(dialogLines.last().value(QStringLiteral("answer")).toString(),
-                 answers.section(QLatin1Char(','), -1));
-        QVERIFY(!dialogLines.last().contains(QStringLiteral("refused")));
-    }
-
-    void aTokenThatFitsNothingIsRefused_data() {
-        QTest::addColumn<int>("dialog");
-        QTest::addColumn<QString>("token");
-        QTest::newRow("instance list") << int(InstanceList) << "pick:North";
-        QTest::newRow("old messages") << int(OldMessages) << "delete";
-        QTest::newRow("alert set-up") << int(AlertSetup) << "save";
-        QTest::newRow("confirmation, no such button") << int(Confirmation) << "ok";
-        QTest::newRow("confirmation, turned off too") << int(Confirmation) << "cancel+off";
-    }
-    void aTokenThatFitsNothingIsRefused() {
-        QFETCH(int, dialog);
-        QFETCH(QString, token);
-        TestEnvironment t;
-        writeFile(t.folder.filePath(QStringLiteral("monitornames.txt")), "North,/a\n");
-        // The token after the refused one is never taken: the refusal ends the dialog.
-        Run run(t, token + QStringLiteral(",yes"));
-
-        QVERIFY(show(static_cast<Dialog>(dialog), t, run));
-
-        const QJsonObject last = run.lines().last();
-        QCOMPARE(last.value(QStringLiteral("refused")).toString(), token);
-        QCOMPARE(run.session.takeAnswer(), std::optional<QString>(QStringLiteral("yes")));
-        QCOMPARE(GetRegValue(*t.ctx, QStringLiteral("Warnings"), QStringLiteral("ExitMonitor"),
-                             QStringLiteral("<missing>")),
-                 QStringLiteral("<missing>"));
+        QCOMPARE(boxes, box.isEmpty() ? QStringList() : QStringList{box});
+        QCOMPARE(last.value(QStringLiteral("refused")).toString(), refused);
+        if (refused.isEmpty()) {
+            QCOMPARE(last.value(QStringLiteral("answer")).toString(),
+                     answers.section(QLatin1Char(','), -1));
+        } else {
+            QCOMPARE(session.takeAnswer(), std::optional<QString>(QStringLiteral("yes")));
+        }
+        QCOMPARE(GetRegValue(*t.ctx, QStringLiteral("Warnings"), QStringLiteral("ExitMonitor"), {}),
+                 QString());
     }
 };
 
