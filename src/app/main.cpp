@@ -16,12 +16,12 @@
 #include "components/ui/DatabaseTermTranslator.h"
 #include "components/ui/QtConnectionWizard.h"
 #include "components/ui/QtSplash.h"
+#include "platform/posix/GioFileOpener.h"
 #include "platform/posix/PosixOsServices.h"
 #include "platform/posix/SessionSignals.h"
 #include "platform/posix/SocketWindowDirectory.h"
 #include "platform/posix/SpawnProcessLauncher.h"
 #include "platform/posix/SystemClock.h"
-#include "platform/posix/XdgFileOpener.h"
 #include "platform/qt/QtMessageBoxes.h"
 #include "platform/qt/QtUserInterface.h"
 #include "platform/qt/UnattendedMessageBoxes.h"
@@ -58,7 +58,7 @@ int main(int argc, char* argv[]) {
     QtUserInterface userInterface;
     SpawnProcessLauncher launcher;
     SocketWindowDirectory windows;
-    XdgFileOpener fileOpener(launcher);
+    GioFileOpener fileOpener;
 
     Environment env;
     env.applicationFolder = QCoreApplication::applicationDirPath();

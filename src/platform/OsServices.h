@@ -74,10 +74,14 @@ class WindowDirectory {
 class FileOpener {
   public:
     virtual ~FileOpener() = default;
-    // The program that opens files like this one; nothing when there is none.
+    // The program that opens files like this one (an edition's own name for it, handed back to
+    // open()); nothing when there is none.
     virtual std::optional<QString> associatedProgram(const QString& file) const = 0;
     // Starts that program on the file without waiting; false when it could not be started.
     virtual bool open(const QString& program, const QString& file) = 0;
+    // Shows a folder in the desktop's file manager without waiting; false when there is none
+    // or it could not be started.
+    virtual bool openFolder(const QString& folder) = 0;
 };
 
 }  // namespace hvx

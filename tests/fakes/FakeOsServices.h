@@ -74,10 +74,15 @@ class FakeFileOpener final : public FileOpener {
         opened.append(with + QLatin1Char(' ') + file);
         return opens;
     }
+    bool openFolder(const QString& folder) override {
+        openedFolders.append(folder);
+        return opens;
+    }
 
     std::optional<QString> program = QStringLiteral("/usr/bin/editor");
     bool opens = true;
     QStringList opened;
+    QStringList openedFolders;
 };
 
 }  // namespace hvx::test
