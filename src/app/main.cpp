@@ -34,6 +34,7 @@
 #include "supervision/frmMonitor.h"
 
 #include <QApplication>
+#include <QTimer>
 
 #include <csignal>
 #include <memory>
@@ -115,7 +116,29 @@ int main(int argc, char* argv[]) {
         env.operatorNameDialog = [&] { return std::make_unique<dlgOperatorName>(ctx); };
     }
 
+    // SIGTERM and SIGHUP (the session ends, a service manager stops the Monitor) cannot be
+    // declined: the orderly shutdown runs without a question. SIGINT (Ctrl-C in the terminal)
+    // is the operator's own close request: the close box's path, and a No keeps running. A
+    // second Ctrl-C while that question is open is not asked again. A signal that arrives
+    // during start-up waits for the window, so the shutdown it asks for can be done in order.
+    SessionSignals sessionEnd({SIGTERM, SIGINT, SIGHUP});
     std::unique_ptr<frmMonitor> window;
+    int signalBeforeWindow = 0;
+    bool asking = false;
+    const auto endBySignal = [&](int number) {
+        if (!window) {
+            signalBeforeWindow = number;
+        } else if (number != SIGINT) {
+            window->Form_Unload();
+            QApplication::quit();
+        } else if (!asking) {
+            asking = true;
+            window->close();
+            asking = false;
+        }
+    };
+    QObject::connect(&sessionEnd, &SessionSignals::received, &application, endBySignal);
+
     const bool shown = Main(ctx, settings, [&] {
         window = std::make_unique<frmMonitor>(ctx, settings);
         QObject::connect(window.get(), &frmMonitor::errorIndicatorRaised,
@@ -125,14 +148,8 @@ int main(int argc, char* argv[]) {
     if (!shown) {
         return 1;
     }
-    // The session's signals ask the window to close, the same path as the close box.
-    SessionSignals sessionEnd({SIGTERM, SIGINT, SIGHUP});
-    QObject::connect(&sessionEnd, &SessionSignals::received, window.get(), [&] {
-        if (!window->close()) {
-            // Declined by the operator while the session ends: the session wins.
-            window->Form_Unload();
-            QApplication::quit();
-        }
-    });
+    if (signalBeforeWindow != 0) {
+        QTimer::singleShot(0, &application, [&] { endBySignal(signalBeforeWindow); });
+    }
     return QApplication::exec();
 }

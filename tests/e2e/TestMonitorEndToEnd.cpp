@@ -256,6 +256,47 @@ class TestMonitorEndToEnd : public QObject {
         QVERIFY(i.log().contains(
             QStringLiteral("Requesting the core application to restart in one minute.")));
     }
+
+    // The session's end cannot be declined: the orderly shutdown, without a question.
+    void theSessionsEndClosesWithoutAQuestion_data() {
+        QTest::addColumn<int>("signalNumber");
+        QTest::newRow("SIGTERM") << int{SIGTERM};
+        QTest::newRow("SIGHUP") << int{SIGHUP};
+    }
+    void theSessionsEndClosesWithoutAQuestion() {
+        QFETCH(int, signalNumber);
+        Installation i(QStringLiteral("e2e-session-end"));
+        QVERIFY(i.ok);
+        QProcess* monitor = i.startMonitor(QStringLiteral("no"));
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle), 15000);
+        ::kill(static_cast<pid_t>(monitor->processId()), signalNumber);
+        QVERIFY(monitor->waitForFinished(10000));
+        QCOMPARE(monitor->exitStatus(), QProcess::NormalExit);
+        QVERIFY2(!i.boxes().contains(QStringLiteral("dlgMessageWithTurnOff")),
+                 qPrintable(i.boxes()));
+        QVERIFY2(i.log().trimmed().endsWith(QStringLiteral("TRACE  Closed")), qPrintable(i.log()));
+        QCOMPARE(i.control("Command"), QStringLiteral("5"));
+        QCOMPARE(i.monitorRow("LoggedIn").toInt(), 0);
+    }
+
+    // Ctrl-C asks like the close box: a No keeps the Monitor running, a Yes closes it.
+    void ctrlCAsksFirst() {
+        Installation i(QStringLiteral("e2e-ctrl-c"));
+        QVERIFY(i.ok);
+        QProcess* monitor = i.startMonitor(QStringLiteral("no,yes"));
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle), 15000);
+        const auto questions = [&i] {
+            return i.boxes().count(QStringLiteral("\"kind\":\"dlgMessageWithTurnOff\""));
+        };
+        ::kill(static_cast<pid_t>(monitor->processId()), SIGINT);
+        QTRY_COMPARE_WITH_TIMEOUT(questions(), 1, 10000);
+        // Were the No to close it, the second Ctrl-C would find nobody to ask.
+        QVERIFY(monitor->state() == QProcess::Running);
+        ::kill(static_cast<pid_t>(monitor->processId()), SIGINT);
+        QVERIFY(monitor->waitForFinished(10000));
+        QCOMPARE(questions(), 2);
+        QVERIFY2(i.log().trimmed().endsWith(QStringLiteral("TRACE  Closed")), qPrintable(i.log()));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestMonitorEndToEnd)
