@@ -1,6 +1,7 @@
 // HvxMonitor: builds the real Environment (our editions of the product components and the
 // Linux and Qt editions of the platform services) and runs the entry procedure.
 #include "channel/AppContext.h"
+#include "commands/ErrorNotification.h"
 #include "commands/NetSendAlerts.h"
 #include "commands/ui/UnattendedMessageWithTurnOff.h"
 #include "commands/ui/UnattendedOperatorName.h"
@@ -16,6 +17,7 @@
 #include "components/ui/DatabaseTermTranslator.h"
 #include "components/ui/QtConnectionWizard.h"
 #include "components/ui/QtSplash.h"
+#include "platform/dbus/FreedesktopNotifier.h"
 #include "platform/posix/GioFileOpener.h"
 #include "platform/posix/PosixOsServices.h"
 #include "platform/posix/SessionSignals.h"
@@ -60,6 +62,7 @@ int main(int argc, char* argv[]) {
     SpawnProcessLauncher launcher;
     SocketWindowDirectory windows;
     GioFileOpener fileOpener;
+    FreedesktopNotifier notifier(QApplication::applicationName(), QStringLiteral("hvxmonitor"));
 
     Environment env;
     env.applicationFolder = QCoreApplication::applicationDirPath();
@@ -71,6 +74,7 @@ int main(int argc, char* argv[]) {
     env.launcher = &launcher;
     env.windows = &windows;
     env.fileOpener = &fileOpener;
+    env.notifier = &notifier;
 
     AppContext ctx(env);
     SystemSettings settings;
@@ -141,8 +145,10 @@ int main(int argc, char* argv[]) {
 
     const bool shown = Main(ctx, settings, [&] {
         window = std::make_unique<frmMonitor>(ctx, settings);
-        QObject::connect(window.get(), &frmMonitor::errorIndicatorRaised,
-                         [&ctx] { SendOperatorAlerts(ctx); });
+        QObject::connect(window.get(), &frmMonitor::errorIndicatorRaised, [&ctx] {
+            SendOperatorAlerts(ctx);
+            NotifyErrorLogged(ctx);
+        });
         window->Form_Load();
     });
     if (!shown) {

@@ -84,4 +84,13 @@ class FileOpener {
     virtual bool openFolder(const QString& folder) = 0;
 };
 
+// Pop-up notifications of the desktop's notification service.
+class DesktopNotifier {
+  public:
+    virtual ~DesktopNotifier() = default;
+    // Shows one notification when the desktop has a notification service. Never waits for the
+    // service and never fails: without one, nothing shows.
+    virtual void notify(const QString& summary, const QString& body) = 0;
+};
+
 }  // namespace hvx

@@ -85,4 +85,13 @@ class FakeFileOpener final : public FileOpener {
     QStringList openedFolders;
 };
 
+// Records every notification as "summary|body".
+class FakeNotifier final : public DesktopNotifier {
+  public:
+    void notify(const QString& summary, const QString& body) override {
+        shown.append(summary + QLatin1Char('|') + body);
+    }
+    QStringList shown;
+};
+
 }  // namespace hvx::test
