@@ -36,6 +36,7 @@
 #include "supervision/frmMonitor.h"
 
 #include <QApplication>
+#include <QIcon>
 #include <QTimer>
 
 #include <csignal>
@@ -46,6 +47,9 @@ int main(int argc, char* argv[]) {
     using namespace hvx;
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("HvxMonitor"));
+    // Every window's icon, and the desktop entry that the desktop matches the windows with.
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/hvxmonitor.svg")));
+    QGuiApplication::setDesktopFileName(QStringLiteral("hvxmonitor"));
 
     SystemClock clock;
     std::optional<UnattendedSession> unattended = UnattendedSession::fromEnvironment();

@@ -138,7 +138,9 @@ void frmMonitor::buildControls() {
     cmdExit->setObjectName(QStringLiteral("cmdExit"));
     placeTwips(cmdExit, kExitLeft, kButtonTop, kButtonWidth, kButtonHeight);
 
-    imgStd = style()->standardIcon(QStyle::SP_ComputerIcon);
+    // The program's own icon when it has one, a generic one otherwise.
+    imgStd = QGuiApplication::windowIcon().isNull() ? style()->standardIcon(QStyle::SP_ComputerIcon)
+                                                    : QGuiApplication::windowIcon();
     imgExclaim = style()->standardIcon(QStyle::SP_MessageBoxWarning);
     setWindowIcon(imgStd);
 
