@@ -96,7 +96,10 @@ int main(int argc, char* argv[]) {
     };
     env.termTranslator = [] { return std::make_unique<DatabaseTermTranslator>(); };
     env.logSender = [&] {
-        return std::make_unique<SupportBundleSender>(clock, boxes, launcher, ctx.applicationTitle);
+        auto sender =
+            std::make_unique<SupportBundleSender>(clock, boxes, launcher, ctx.applicationTitle);
+        sender->setFolderOpener(&fileOpener);
+        return sender;
     };
     if (unattended) {
         env.connectionWizard = [&] {

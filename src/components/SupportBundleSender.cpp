@@ -75,6 +75,9 @@ bool SupportBundleSender::SendLog() {
              title_, MessageIcon::Information, MessageButtons::OkOnly, 1});
         return true;
     }
+    if (folderOpener_ != nullptr) {
+        folderOpener_->openFolder(QFileInfo(bundle).absolutePath());
+    }
     boxes_.Show(
         {QStringLiteral("No mail program could be started. The support bundle lies at:\r\n") +
              bundle + QStringLiteral("\r\nPlease send it to support."),
