@@ -141,7 +141,8 @@ int main(int argc, char* argv[]) {
             signalBeforeWindow = number;
         } else if (number != SIGINT) {
             window->Form_Unload();
-            QApplication::quit();
+            // Unlike quit(), which windows and dialogs may decline.
+            QApplication::exit(0);
         } else if (!asking) {
             asking = true;
             window->close();
