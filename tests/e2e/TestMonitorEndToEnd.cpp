@@ -1,3 +1,4 @@
+#include "PrivateSessionBus.h"
 #include "channel/ControlValues.h"
 #include "components/SqliteRegistryStore.h"
 #include "platform/posix/SocketWindowDirectory.h"
@@ -296,6 +297,29 @@ class TestMonitorEndToEnd : public QObject {
         QVERIFY(monitor->waitForFinished(10000));
         QCOMPARE(questions(), 2);
         QVERIFY2(i.log().trimmed().endsWith(QStringLiteral("TRACE  Closed")), qPrintable(i.log()));
+    }
+
+    // The error warning's rising reaches the desktop's notification service, once.
+    void anErrorShowsOneDesktopNotification() {
+        test::PrivateSessionBus bus;
+        QVERIFY(!bus.address().isEmpty());
+        test::RecordingNotifications service;
+        QVERIFY(service.start(bus.address()));
+        Installation i(QStringLiteral("e2e-notify"));
+        QVERIFY(i.ok);
+        i.environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
+                             QString::fromUtf8(bus.address()));
+        i.setSetting(QStringLiteral("AutoStartMonitor"), QStringLiteral("1"));
+        QProcess* monitor = i.startMonitor(QStringLiteral("keep"));
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), 15000);
+        i.setControl("ErrorInfo", "Error 3021 in SendMail");
+        QTRY_COMPARE_WITH_TIMEOUT(service.calls.size(), 1, 15000);
+        QVERIFY2(service.calls.front().endsWith(QStringLiteral("|Error 3021 in SendMail")),
+                 qPrintable(service.calls.front()));
+        // Ticks go on while the warning stays up; no second notification.
+        QVERIFY(!QTest::qWaitFor([&] { return service.calls.size() > 1; }, 3000));
+        ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
+        QVERIFY(monitor->waitForFinished(10000));
     }
 };
 
