@@ -15,13 +15,14 @@
 #include "components/ui/DatabaseTermTranslator.h"
 #include "components/ui/QtConnectionWizard.h"
 #include "components/ui/QtSplash.h"
+#include "platform/dbus/FreedesktopNotifier.h"
+#include "platform/posix/GioFileOpener.h"
 #include "platform/posix/PosixOsServices.h"
 #include "platform/posix/QProcessProgramRunner.h"
 #include "platform/posix/SessionSignals.h"
 #include "platform/posix/SocketWindowDirectory.h"
 #include "platform/posix/SpawnProcessLauncher.h"
 #include "platform/posix/SystemClock.h"
-#include "platform/posix/XdgFileOpener.h"
 #include "platform/qt/QtMessageBoxes.h"
 #include "platform/qt/QtUserInterface.h"
 #include "platform/qt/UnattendedMessageBoxes.h"
@@ -34,6 +35,8 @@
 #include "supervision/frmMonitor.h"
 
 #include <QApplication>
+#include <QIcon>
+#include <QTimer>
 
 #include <csignal>
 #include <memory>
@@ -43,6 +46,9 @@ int main(int argc, char* argv[]) {
     using namespace hvx;
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("HvxMonitor"));
+    // Every window's icon, and the desktop entry that the desktop matches the windows with.
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/hvxmonitor.svg")));
+    QGuiApplication::setDesktopFileName(QStringLiteral("hvxmonitor"));
 
     SystemClock clock;
     std::optional<UnattendedSession> unattended = UnattendedSession::fromEnvironment();
@@ -59,7 +65,8 @@ int main(int argc, char* argv[]) {
     SpawnProcessLauncher launcher;
     QProcessProgramRunner programRunner;
     SocketWindowDirectory windows;
-    XdgFileOpener fileOpener(launcher);
+    GioFileOpener fileOpener;
+    FreedesktopNotifier notifier(QApplication::applicationName(), QStringLiteral("hvxmonitor"));
 
     Environment env;
     env.applicationFolder = QCoreApplication::applicationDirPath();
@@ -71,6 +78,7 @@ int main(int argc, char* argv[]) {
     env.launcher = &launcher;
     env.windows = &windows;
     env.fileOpener = &fileOpener;
+    env.notifier = &notifier;
 
     AppContext ctx(env);
     SystemSettings settings;
@@ -88,8 +96,10 @@ int main(int argc, char* argv[]) {
     };
     env.termTranslator = [] { return std::make_unique<DatabaseTermTranslator>(); };
     env.logSender = [&] {
-        return std::make_unique<SupportBundleSender>(clock, boxes, programRunner,
-                                                     ctx.applicationTitle);
+        auto sender = std::make_unique<SupportBundleSender>(clock, boxes, programRunner,
+                                                            ctx.applicationTitle);
+        sender->setFolderOpener(&fileOpener);
+        return sender;
     };
     if (unattended) {
         env.connectionWizard = [&] {
@@ -134,7 +144,31 @@ int main(int argc, char* argv[]) {
         }
     }
 
+
+    // SIGTERM and SIGHUP (the session ends, a service manager stops the Monitor) cannot be
+    // declined: the orderly shutdown runs without a question. SIGINT (Ctrl-C in the terminal)
+    // is the operator's own close request: the close box's path, and a No keeps running. A
+    // second Ctrl-C while that question is open is not asked again. A signal that arrives
+    // during start-up waits for the window, so the shutdown it asks for can be done in order.
+    SessionSignals sessionEnd({SIGTERM, SIGINT, SIGHUP});
     std::unique_ptr<frmMonitor> window;
+    int signalBeforeWindow = 0;
+    bool asking = false;
+    const auto endBySignal = [&](int number) {
+        if (!window) {
+            signalBeforeWindow = number;
+        } else if (number != SIGINT) {
+            window->Form_Unload();
+            // Unlike quit(), which windows and dialogs may decline.
+            QApplication::exit(0);
+        } else if (!asking) {
+            asking = true;
+            window->close();
+            asking = false;
+        }
+    };
+    QObject::connect(&sessionEnd, &SessionSignals::received, &application, endBySignal);
+
     const bool shown = Main(ctx, settings, [&] {
         window = std::make_unique<frmMonitor>(ctx, settings);
         window->Form_Load();
@@ -142,14 +176,8 @@ int main(int argc, char* argv[]) {
     if (!shown) {
         return 1;
     }
-    // The session's signals ask the window to close, the same path as the close box.
-    SessionSignals sessionEnd({SIGTERM, SIGINT, SIGHUP});
-    QObject::connect(&sessionEnd, &SessionSignals::received, window.get(), [&] {
-        if (!window->close()) {
-            // Declined by the operator while the session ends: the session wins.
-            window->Form_Unload();
-            QApplication::quit();
-        }
-    });
+    if (signalBeforeWindow != 0) {
+        QTimer::singleShot(0, &application, [&] { endBySignal(signalBeforeWindow); });
+    }
     return QApplication::exec();
 }

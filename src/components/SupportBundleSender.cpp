@@ -119,6 +119,10 @@ bool SupportBundleSender::SendLog() {
 }
 
 void SupportBundleSender::tellWhereBundleLies(const QString& what, const QString& bundle) {
+    // The file manager shows the operator the bundle to send by hand.
+    if (folderOpener_ != nullptr) {
+        folderOpener_->openFolder(QFileInfo(bundle).absolutePath());
+    }
     boxes_.Show({what + QStringLiteral(" The support bundle lies at:\r\n") + bundle +
                      QStringLiteral("\r\nPlease send it to support."),
                  title_, MessageIcon::Exclamation, MessageButtons::OkOnly, 1});

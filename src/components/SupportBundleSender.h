@@ -7,6 +7,7 @@
 namespace hvx {
 
 class Clock;
+class FileOpener;
 class MessageBoxes;
 class ProgramRunner;
 
@@ -28,6 +29,10 @@ class SupportBundleSender final : public LogSender {
     void SetTrace(bool on) override { trace_ = on; }
     bool SendLog() override;
 
+    // Where the hand-over to the mail program fails, the bundle's folder is shown with the
+    // file manager through `opener` (not owned; none: nothing is shown).
+    void setFolderOpener(FileOpener* opener) { folderOpener_ = opener; }
+
     // Writes the bundle and answers its path; empty when it could not be written.
     QString writeBundle() const;
 
@@ -43,6 +48,7 @@ class SupportBundleSender final : public LogSender {
     ErrorManager* errorManager_ = nullptr;
     const TermTranslator* translator_ = nullptr;
     bool trace_ = false;
+    FileOpener* folderOpener_ = nullptr;
 };
 
 }  // namespace hvx

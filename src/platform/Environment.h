@@ -14,6 +14,7 @@ class ComputerInfo;
 class ConnectionWizard;
 class DatabaseManager;
 class DeleteOldMessagesDialog;
+class DesktopNotifier;
 class ErrorManager;
 class InstanceGuard;
 class FileOpener;
@@ -69,6 +70,8 @@ struct Environment {
     ProcessLauncher* launcher = nullptr;
     WindowDirectory* windows = nullptr;
     FileOpener* fileOpener = nullptr;
+    // Optional: no notifications without it.
+    DesktopNotifier* notifier = nullptr;
 };
 
 // Runs a factory. Throws RuntimeError 429 naming the component when it yields nothing.

@@ -87,10 +87,23 @@ class WindowDirectory {
 class FileOpener {
   public:
     virtual ~FileOpener() = default;
-    // The program that opens files like this one; nothing when there is none.
+    // The program that opens files like this one (an edition's own name for it, handed back to
+    // open()); nothing when there is none.
     virtual std::optional<QString> associatedProgram(const QString& file) const = 0;
     // Starts that program on the file without waiting; false when it could not be started.
     virtual bool open(const QString& program, const QString& file) = 0;
+    // Shows a folder in the desktop's file manager without waiting; false when there is none
+    // or it could not be started.
+    virtual bool openFolder(const QString& folder) = 0;
+};
+
+// Pop-up notifications of the desktop's notification service.
+class DesktopNotifier {
+  public:
+    virtual ~DesktopNotifier() = default;
+    // Shows one notification when the desktop has a notification service. Never waits for the
+    // service and never fails: without one, nothing shows.
+    virtual void notify(const QString& summary, const QString& body) = 0;
 };
 
 }  // namespace hvx

@@ -7,6 +7,7 @@
 #include "channel/OperatorMessages.h"
 #include "channel/ProcedureCodes.h"
 #include "channel/RegFunctions.h"
+#include "commands/ErrorNotification.h"
 #include "commands/NetSendAlerts.h"
 #include "platform/Conversions.h"
 #include "platform/MessageBoxes.h"
@@ -64,7 +65,10 @@ frmMonitor::frmMonitor(AppContext& ctx, SystemSettings& settings, const MonitorL
                 [this](const QString& caption) { announcement_->setCaption(caption); });
     }
     // The alerts go out once per rising of the error indicator.
-    connect(this, &frmMonitor::errorIndicatorRaised, this, [this] { SendOperatorAlerts(ctx_); });
+    connect(this, &frmMonitor::errorIndicatorRaised, this, [this] {
+        SendOperatorAlerts(ctx_);
+        NotifyErrorLogged(ctx_);
+    });
     resize(toPixels(kClientWidth), menuBar()->sizeHint().height() + toPixels(kClientHeight));
 }
 
@@ -153,7 +157,9 @@ void frmMonitor::buildControls() {
     cmdExit->setObjectName(QStringLiteral("cmdExit"));
     placeTwips(cmdExit, kExitLeft, kButtonTop, kButtonWidth, kButtonHeight);
 
-    imgStd = style()->standardIcon(QStyle::SP_ComputerIcon);
+    // The program's own icon when it has one, a generic one otherwise.
+    imgStd = QGuiApplication::windowIcon().isNull() ? style()->standardIcon(QStyle::SP_ComputerIcon)
+                                                    : QGuiApplication::windowIcon();
     imgExclaim = style()->standardIcon(QStyle::SP_MessageBoxWarning);
     setWindowIcon(imgStd);
 

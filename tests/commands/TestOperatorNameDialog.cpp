@@ -128,6 +128,18 @@ class TestOperatorNameDialog : public QObject {
         QCOMPARE(recorded, shown);
     }
 
+    void eachDestinationBoxSaysWhatADestinationMayBe() {
+        TestEnvironment t;
+        dlgOperatorName dialog(*t.ctx);
+        for (const QString& name :
+             {QStringLiteral("Text1_0"), QStringLiteral("Text1_1"), QStringLiteral("Text1_2")}) {
+            const QString tip = dialog.findChild<QLineEdit*>(name)->toolTip();
+            for (const char* kind : {"user name", "mailto:ADDRESS", "https://"}) {
+                QVERIFY2(tip.contains(QLatin1String(kind)), qPrintable(name + ": " + tip));
+            }
+        }
+    }
+
     void okSavesWhatWasTypedCancelNothing_data() {
         QTest::addColumn<QStringList>("typed");
         QTest::addColumn<bool>("ok");

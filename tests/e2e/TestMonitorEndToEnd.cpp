@@ -1,3 +1,4 @@
+#include "PrivateSessionBus.h"
 #include "channel/ControlValues.h"
 #include "components/SqliteRegistryStore.h"
 #include "platform/posix/SocketWindowDirectory.h"
@@ -400,6 +401,70 @@ class TestMonitorEndToEnd : public QObject {
             QVERIFY2(!stamp.match(line, first.hasMatch() ? first.capturedEnd() : 0).hasMatch(),
                      qPrintable(line));
         }
+    }
+
+    // The session's end cannot be declined: the orderly shutdown, without a question.
+    void theSessionsEndClosesWithoutAQuestion_data() {
+        QTest::addColumn<int>("signalNumber");
+        QTest::newRow("SIGTERM") << int{SIGTERM};
+        QTest::newRow("SIGHUP") << int{SIGHUP};
+    }
+    void theSessionsEndClosesWithoutAQuestion() {
+        QFETCH(int, signalNumber);
+        Installation i(QStringLiteral("e2e-session-end"));
+        QVERIFY(i.ok);
+        QProcess* monitor = i.startMonitor(QStringLiteral("no"));
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle), 15000);
+        ::kill(static_cast<pid_t>(monitor->processId()), signalNumber);
+        QVERIFY(monitor->waitForFinished(10000));
+        QCOMPARE(monitor->exitStatus(), QProcess::NormalExit);
+        QVERIFY2(!i.boxes().contains(QStringLiteral("dlgMessageWithTurnOff")),
+                 qPrintable(i.boxes()));
+        QVERIFY2(i.log().trimmed().endsWith(QStringLiteral("TRACE  Closed")), qPrintable(i.log()));
+        QCOMPARE(i.control("Command"), QStringLiteral("5"));
+        QCOMPARE(i.monitorRow("LoggedIn").toInt(), 0);
+    }
+
+    // Ctrl-C asks like the close box: a No keeps the Monitor running, a Yes closes it.
+    void ctrlCAsksFirst() {
+        Installation i(QStringLiteral("e2e-ctrl-c"));
+        QVERIFY(i.ok);
+        QProcess* monitor = i.startMonitor(QStringLiteral("no,yes"));
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle), 15000);
+        const auto questions = [&i] {
+            return i.boxes().count(QStringLiteral("\"kind\":\"dlgMessageWithTurnOff\""));
+        };
+        ::kill(static_cast<pid_t>(monitor->processId()), SIGINT);
+        QTRY_COMPARE_WITH_TIMEOUT(questions(), 1, 10000);
+        // Were the No to close it, the second Ctrl-C would find nobody to ask.
+        QVERIFY(monitor->state() == QProcess::Running);
+        ::kill(static_cast<pid_t>(monitor->processId()), SIGINT);
+        QVERIFY(monitor->waitForFinished(10000));
+        QCOMPARE(questions(), 2);
+        QVERIFY2(i.log().trimmed().endsWith(QStringLiteral("TRACE  Closed")), qPrintable(i.log()));
+    }
+
+    // The error warning's rising reaches the desktop's notification service, once.
+    void anErrorShowsOneDesktopNotification() {
+        test::PrivateSessionBus bus;
+        QVERIFY(!bus.address().isEmpty());
+        test::RecordingNotifications service;
+        QVERIFY(service.start(bus.address()));
+        Installation i(QStringLiteral("e2e-notify"));
+        QVERIFY(i.ok);
+        i.environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
+                             QString::fromUtf8(bus.address()));
+        i.setSetting(QStringLiteral("AutoStartMonitor"), QStringLiteral("1"));
+        QProcess* monitor = i.startMonitor(QStringLiteral("keep"));
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), 15000);
+        i.setControl("ErrorInfo", "Error 3021 in SendMail");
+        QTRY_COMPARE_WITH_TIMEOUT(service.calls.size(), 1, 15000);
+        QVERIFY2(service.calls.front().endsWith(QStringLiteral("|Error 3021 in SendMail")),
+                 qPrintable(service.calls.front()));
+        // Ticks go on while the warning stays up; no second notification.
+        QVERIFY(!QTest::qWaitFor([&] { return service.calls.size() > 1; }, 3000));
+        ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
+        QVERIFY(monitor->waitForFinished(10000));
     }
 };
 

@@ -77,10 +77,24 @@ class FakeFileOpener final : public FileOpener {
         opened.append(with + QLatin1Char(' ') + file);
         return opens;
     }
+    bool openFolder(const QString& folder) override {
+        openedFolders.append(folder);
+        return opens;
+    }
 
     std::optional<QString> program = QStringLiteral("/usr/bin/editor");
     bool opens = true;
     QStringList opened;
+    QStringList openedFolders;
+};
+
+// Records every notification as "summary|body".
+class FakeNotifier final : public DesktopNotifier {
+  public:
+    void notify(const QString& summary, const QString& body) override {
+        shown.append(summary + QLatin1Char('|') + body);
+    }
+    QStringList shown;
 };
 
 }  // namespace hvx::test

@@ -65,6 +65,13 @@ dlgOperatorName::dlgOperatorName(AppContext& ctx, QWidget* parent) : QDialog(par
         Text1[i] = new QLineEdit(this);
         Text1[i]->setObjectName(QStringLiteral("Text1_%1").arg(i));
         place(Text1[i], 120, 1980 + 420 * static_cast<int>(i), 3315, 315);
+        // The designed label speaks of Net Send; the tool tip says what a destination is here.
+        Text1[i]->setToolTip(QStringLiteral(
+            "A destination may be:\n"
+            "  a user name: a message on every terminal of that user on this computer\n"
+            "  mailto:ADDRESS: a mail to that address\n"
+            "  an https:// web hook: a chat message\n"
+            "Enclose a destination that holds spaces in double quotes."));
     }
 
     cmdOK = new QPushButton(QStringLiteral("OK"), this);
