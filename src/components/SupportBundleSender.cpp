@@ -5,6 +5,7 @@
 #include "platform/Clock.h"
 #include "platform/ErrorManager.h"
 #include "platform/MessageBoxes.h"
+#include "platform/OsServices.h"
 #include "platform/ProgramRunner.h"
 
 #include <QFileInfo>

@@ -1,5 +1,6 @@
 #include "components/FileErrorManager.h"
 #include "components/SupportBundleSender.h"
+#include "fakes/FakeOsServices.h"
 #include "fakes/ScriptedMessageBoxes.h"
 #include "fakes/SettableClock.h"
 #include "platform/posix/QProcessProgramRunner.h"
@@ -64,6 +65,8 @@ class TestSupportBundleSender : public QObject {
         QProcessProgramRunner runner;
         SupportBundleSender sender(clock, boxes, runner, QStringLiteral("Help Desk Monitor"));
         sender.SetErrorManager(&errors);
+        test::FakeFileOpener opener;
+        sender.setFolderOpener(&opener);
         const bool sent = sender.SendLog();
         qputenv("PATH", path);
 
@@ -73,6 +76,8 @@ class TestSupportBundleSender : public QObject {
         const QString bundle = dir.filePath(bundles.front());
         QCOMPARE(boxes.texts(), QStringList{expected.arg(bundle)});
         QCOMPARE(sent, expected.startsWith(QLatin1String("Your mail program has been")));
+        // Where the hand-over failed, the file manager shows the bundle to send by hand.
+        QCOMPARE(opener.openedFolders, sent ? QStringList() : QStringList{dir.path()});
         QFile content(bundle);
         QVERIFY(content.open(QIODevice::ReadOnly));
         QVERIFY(content.readAll().endsWith("  TRACE  a line of the log\n"));
