@@ -3,15 +3,13 @@
 // with the same SocketWindowDirectory and HVX_SESSION. The program runs from an application
 // folder of its own, on the demo file database with 10,000 extra Settings rows, unattended and
 // offscreen, with a private store, log folder and session; each run is closed with SIGTERM
-// before the next one starts. The runs start at points spread evenly over a second of the
-// wall clock (see below).
+// before the next one starts.
 //
-// The splash stays up until the whole-second clock reads later than its start + 2 s, so its
-// wait lasts 2 to 3 s by design and hides whatever part of the checks ran behind it. To show
-// the rest, further runs go under strace (only execve, poll, ppoll and bind are stopped,
-// through seccomp): the time the main thread sat idle in the event loop's waits (timeout above
-// zero) before announcing its caption is the splash wait; the rest is work. strace's own cost
-// makes that figure an upper bound.
+// The splash stays up for 2 s from its start and hides whatever part of the checks ran behind
+// it; the target is those 2 s plus 150 ms. To show the work itself, further runs go under
+// strace (only execve, poll, ppoll and bind are stopped, through seccomp): the time the main
+// thread sat idle in the event loop's waits (timeout above zero) before announcing its caption
+// is the splash wait; the rest is work. strace's own cost makes that figure an upper bound.
 //
 //   bench_startup [--runs N] [--strace-runs N] [--rows N] [--keep DIR]
 //
@@ -24,7 +22,6 @@
 
 #include <QCoreApplication>
 #include <QCryptographicHash>
-#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QHash>
@@ -59,7 +56,7 @@ using namespace hvx::bench;
 namespace {
 
 constexpr double kSplashMs = 2000.0;
-constexpr double kBeyondSplashMs = 300.0;
+constexpr double kBeyondSplashMs = 150.0;
 const QString kTitle = QStringLiteral("Help Desk Monitor");
 
 struct Options {
@@ -352,17 +349,6 @@ Phases readTrace(const QString& path, const QByteArray& windowHash) {
     return phases;
 }
 
-// Sleeps until the wall clock's fraction of a second is `fraction` (0 to 1).
-void waitForFractionOfSecond(double fraction) {
-    const qint64 nowMs = QDateTime::currentMSecsSinceEpoch();
-    const auto wanted = static_cast<qint64>(fraction * 1000.0);
-    qint64 wait = wanted - nowMs % 1000;
-    if (wait < 0) {
-        wait += 1000;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(wait));
-}
-
 QString findStrace() {
     for (const char* candidate : {"/usr/bin/strace", "/bin/strace"}) {
         if (QFile::exists(QString::fromLatin1(candidate))) {
@@ -429,9 +415,6 @@ int main(int argc, char* argv[]) {
     bool allRan = startOnce({monitor}, environment, windows).ok;
     std::vector<double> totals;
     for (int i = 0; i < options->runs && interrupted == 0; ++i) {
-        // The splash's length depends on where in its second the program starts: the runs start
-        // at points spread evenly over the second, so that their totals cover that range fairly.
-        waitForFractionOfSecond((i + 0.5) / options->runs);
         const Run run = startOnce({monitor}, environment, windows);
         allRan = allRan && run.ok;
         if (run.ok) {
@@ -491,15 +474,12 @@ int main(int argc, char* argv[]) {
         median(totals), percentile(totals, 0.0), maximum(totals), totals.size());
     bool met = verdict("bench_startup", "start to main window, median", median(totals),
                        kSplashMs + kBeyondSplashMs, "ms");
+    // The work is shown, not judged: the part of it that runs behind the splash costs nothing.
     if (!work.empty()) {
-        met = verdict("bench_startup", "start-up work beside the splash wait (strace), median",
-                      median(work), kBeyondSplashMs, "ms") &&
-              met;
-    } else {
         std::printf(
-            "summary: bench_startup | start-up work beside the splash wait (strace) | not "
-            "measured | <= %.0f ms | not run\n",
-            kBeyondSplashMs);
+            "summary: bench_startup | start-up work, splash wait left out (strace, upper bound) "
+            "| %.2f ms | - | -\n",
+            median(work));
     }
     if (!allRan) {
         std::printf("some runs failed: the figures are incomplete\n");

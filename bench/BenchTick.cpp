@@ -189,6 +189,10 @@ int main(int argc, char* argv[]) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
+    // As the program runs: the local time zone read once (see app/main.cpp).
+    if (qEnvironmentVariableIsEmpty("TZ")) {
+        qputenv("TZ", ":/etc/localtime");
+    }
     // A session of its own, so that no other Monitor or core application is seen or disturbed.
     qputenv("HVX_SESSION", QByteArray("bench-tick-") + QByteArray::number(getpid()));
     QApplication app(argc, argv);

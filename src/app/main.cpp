@@ -44,6 +44,12 @@
 
 int main(int argc, char* argv[]) {
     using namespace hvx;
+    // Without TZ the C library looks at /etc/localtime again on every local-time conversion,
+    // several times a tick; named this way it reads the zone once. A zone changed while the
+    // Monitor runs counts from its next start.
+    if (qEnvironmentVariableIsEmpty("TZ")) {
+        qputenv("TZ", ":/etc/localtime");
+    }
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("HvxMonitor"));
     // Every window's icon, and the desktop entry that the desktop matches the windows with.

@@ -102,8 +102,13 @@ void frmMonitor::ShowRunState() {
             mnuSuspend->setText(cmdCommand->text());
         }
         if (secondsBetween(loop_.LastCommandTime, required(ctx_.env.clock).now()) > 1) {
-            cmdCommand->setEnabled(true);
-            mnuSuspend->setEnabled(true);
+            // Most ticks find both enabled already: nothing to touch then.
+            if (!cmdCommand->isEnabled()) {
+                cmdCommand->setEnabled(true);
+            }
+            if (!mnuSuspend->isEnabled()) {
+                mnuSuspend->setEnabled(true);
+            }
             loop_.LastCommandTime = DateValue::zero();
         }
     });

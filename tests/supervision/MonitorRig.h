@@ -23,7 +23,7 @@ inline const QString kCoreCaption = QStringLiteral("Help Desk Monitor Timer");
 // loop otherwise) so that a tick does not need the database, and an executable where the core
 // application is looked for.
 struct Rig {
-    explicit Rig(std::optional<MonitorLoopState> start = std::nullopt) {
+    explicit Rig(const std::optional<MonitorLoopState>& start = std::nullopt) {
         t.ctx->applicationTitle = kTitle;
         t.ctx->coreWindowCaption = kCoreCaption;
         QFile core(t.env.applicationFolder + QStringLiteral("/HvxMonCore"));
