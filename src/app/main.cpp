@@ -1,7 +1,6 @@
 // HvxMonitor: builds the real Environment (our editions of the product components and the
 // Linux and Qt editions of the platform services) and runs the entry procedure.
 #include "channel/AppContext.h"
-#include "commands/NetSendAlerts.h"
 #include "commands/ui/UnattendedMessageWithTurnOff.h"
 #include "commands/ui/UnattendedOperatorName.h"
 #include "commands/ui/dlgMessageWithTurnOff.h"
@@ -118,8 +117,6 @@ int main(int argc, char* argv[]) {
     std::unique_ptr<frmMonitor> window;
     const bool shown = Main(ctx, settings, [&] {
         window = std::make_unique<frmMonitor>(ctx, settings);
-        QObject::connect(window.get(), &frmMonitor::errorIndicatorRaised,
-                         [&ctx] { SendOperatorAlerts(ctx); });
         window->Form_Load();
     });
     if (!shown) {

@@ -51,7 +51,8 @@ class QtSqlDatabaseManager final : public DatabaseManager {
         return settings_ ? settings_->password : QString();
     }
     QString DatabaseUserId() const override { return settings_ ? settings_->userId : QString(); }
-    void SetStartupComplete(bool complete) override { startupComplete_ = complete; }
+    // It tells the operator nothing itself, so the end of start-up changes nothing here.
+    void SetStartupComplete(bool /*complete*/) override {}
     void SetDbIniFolder(const QString& folder) override { dbIniFolder_ = folder; }
     QString DbIniFolder() const override { return dbIniFolder_; }
     // No edition of ours blocks updates; the member exists for the product's read-only mode.
@@ -106,7 +107,6 @@ class QtSqlDatabaseManager final : public DatabaseManager {
     QString settingsFolder_;
     SqlEngine engine_ = SqlEngine::None;
     bool needsReset_ = false;
-    bool startupComplete_ = false;
     QString lastErrorText_;
 };
 

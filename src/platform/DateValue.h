@@ -38,7 +38,6 @@ class DateValue {
     int minuteOfDay() const;
 
     DateValue addSeconds(std::int64_t seconds) const;
-    DateValue addMinutes(std::int64_t minutes) const { return addSeconds(minutes * 60); }
 
     // NOLINTNEXTLINE(modernize-use-nullptr): a false alarm on the defaulted comparison
     auto operator<=>(const DateValue&) const = default;

@@ -17,21 +17,6 @@ QString NullToEmpty(const QVariant& value) {
     return text.isNull() ? QStringLiteral("") : text;
 }
 
-double NullToZero(const QVariant& value) {
-    if (value.isNull()) {
-        return 0;
-    }
-    if (value.typeId() == QMetaType::QString) {
-        return toDouble(value.toString());
-    }
-    bool ok = false;
-    const double number = value.toDouble(&ok);
-    if (!ok) {
-        throw RuntimeError::standard(err::TypeMismatch);
-    }
-    return number;
-}
-
 bool booleanFromField(const QVariant& value) {
     if (value.isNull()) {
         throw RuntimeError::standard(err::InvalidUseOfNull);

@@ -25,9 +25,13 @@ QString MinutesToHHMM(AppContext& ctx, std::int32_t minutes) {
     if (minutes > 1440) {
         minutes %= 1440;
     }
-    return QStringLiteral("%1:%2")
-        .arg(minutes / 60, 2, 10, QLatin1Char('0'))
-        .arg(minutes % 60, 2, 10, QLatin1Char('0'));
+    // At least two digits in each part, a minus sign before them: -5 gives 00:-05, -90 -01:-30.
+    const auto part = [](std::int64_t value) {
+        return (value < 0 ? QStringLiteral("-") : QString()) +
+               QStringLiteral("%1").arg(value < 0 ? -value : value, 2, 10, QLatin1Char('0'));
+    };
+    const std::int64_t wide = minutes;
+    return part(wide / 60) + QLatin1Char(':') + part(wide % 60);
 }
 
 bool LoadSystemSettings(AppContext& ctx, SystemSettings& settings) {

@@ -22,7 +22,7 @@ void frmMonitor::Form_Unload() {
     }
     unloaded_ = true;
     Timer1->stop();
-    Closing = true;
+    loop_.Closing = true;
     ShutDown(ctx_, settings_, chkTrace->isChecked());
 }
 

@@ -33,13 +33,13 @@ void frmMonitor::chkProcessOnHoldRequests_Click() {
 
 void frmMonitor::chkSendEmail_Click() {
     RunTrapped(ctx_, code::kChkSendEmailClick, [&] {
-        if (IgnoreSendEmailClick) {
-            IgnoreSendEmailClick = false;
+        if (loop_.IgnoreSendEmailClick) {
+            loop_.IgnoreSendEmailClick = false;
             return;
         }
         if (ctx_.stop.sendingEmail && CheckOldUnsentMessages() == oldMessages::kCancelled) {
             // The untick below raises this handler once more; that click is swallowed.
-            IgnoreSendEmailClick = true;
+            loop_.IgnoreSendEmailClick = true;
             chkSendEmail->setChecked(false);
             return;
         }
@@ -53,7 +53,7 @@ void frmMonitor::chkTrace_Click() {
 }
 
 void frmMonitor::mnuRunNow_Click() {
-    RunNow(ctx_, LastSettingsRefresh, [this] { return RefreshSystemSettings(); });
+    RunNow(ctx_, loop_.LastSettingsRefresh, [this] { return RefreshSystemSettings(); });
 }
 
 void frmMonitor::mnuManualMailIn_Click() {

@@ -21,7 +21,7 @@ namespace hvx {
 
 void frmMonitor::cmdCommand_Click() {
     RunTrapped(ctx_, code::kCmdCommandClick, [&] {
-        ScheduleSuspended = false;
+        loop_.ScheduleSuspended = false;
         StartSuspendResume();
     });
 }
@@ -32,7 +32,7 @@ void frmMonitor::mnuSuspend_Click() {
 
 void frmMonitor::StartSuspendResume() {
     RunTrapped(ctx_, code::kStartSuspendResume, [&] {
-        if (Closing) {
+        if (loop_.Closing) {
             return;
         }
         cmdCommand->setEnabled(false);
@@ -60,9 +60,9 @@ void frmMonitor::StartSuspendResume() {
             ctx_.procedureCode = code::kStartSuspendResume;
             writeControl(value::kCommand, command::kStart);
             Timer1->start();
-            MonitorStartTime = required(ctx_.env.clock).now();
+            loop_.MonitorStartTime = required(ctx_.env.clock).now();
         }
-        LastCommandTime = required(ctx_.env.clock).now();
+        loop_.LastCommandTime = required(ctx_.env.clock).now();
     });
 }
 
@@ -73,17 +73,17 @@ void frmMonitor::ApplySchedule() {
         }
         const bool outside = IsOutsideScheduledHours(ctx_, settings_.MonitorStopMinutes,
                                                      settings_.MonitorStartMinutes);
-        if (!ScheduleSuspended && outside) {
+        if (!loop_.ScheduleSuspended && outside) {
             ctx_.procedureCode = code::kApplyScheduleSuspending;
-            ScheduleSuspended = true;
+            loop_.ScheduleSuspended = true;
             if (ctx_.traceOn) {
                 WriteTrace(ctx_, QStringLiteral("Requesting the core application to suspend as "
                                                 "required by the System Settings"));
             }
             writeControl(value::kCommand, command::kSuspend);
-        } else if (ScheduleSuspended && !outside) {
+        } else if (loop_.ScheduleSuspended && !outside) {
             ctx_.procedureCode = code::kApplyScheduleResuming;
-            ScheduleSuspended = false;
+            loop_.ScheduleSuspended = false;
             if (ctx_.traceOn) {
                 WriteTrace(ctx_, QStringLiteral("Requesting the core application to resume as "
                                                 "required by the System Settings"));
@@ -115,7 +115,7 @@ bool frmMonitor::HandleCoreAbort(int abortCount) {
 
 int frmMonitor::RefreshSystemSettings() {
     return hvx::RefreshSystemSettings(
-        ctx_, settings_, LastSettingsRefresh,
+        ctx_, settings_, loop_.LastSettingsRefresh,
         [this](const QString& text, int panel) { UpdateStatusBar(text, panel); });
 }
 

@@ -1,6 +1,9 @@
 // The status bar, the error indicator, the captions and the run button.
 #include "frmMonitor.h"
 
+#include "ErrorIndicatorText.h"
+#include "StatusPanel.h"
+#include "UptimeText.h"
 #include "channel/AppContext.h"
 #include "channel/ErrorReporting.h"
 #include "channel/ProcedureCodes.h"
@@ -9,31 +12,38 @@
 
 #include <QAction>
 #include <QLabel>
-#include <QLocale>
 #include <QPushButton>
+
+#include <iterator>
 
 namespace hvx {
 
 void frmMonitor::UpdateStatusBar(const QString& s, int Panel) {
-    try {
-        QLabel* panel = panels_[Panel - 1];
-        panel->setText(s);
-        panel->setToolTip(s);
-        // Painted at once, so progress shows even in the middle of a long operation.
-        panel->repaint();
-    } catch (...) {
-        // The status bar is a courtesy.
+    // A panel that does not exist is no error: the status bar is a courtesy.
+    if (Panel < 1 || Panel > static_cast<int>(std::size(panels_))) {
+        return;
+    }
+    panels_[Panel - 1]->showText(s);
+}
+
+void frmMonitor::showErrorInfo(const QString& errorInfo) {
+    if (errorLogText_.compare(errorInfo, Qt::CaseInsensitive) == 0) {
+        return;
+    }
+    errorLogText_ = errorInfo;
+    lblErrorLog->setText(
+        fitWrappedText(errorInfo, lblErrorLog->font(), lblErrorLog->contentsRect().size()));
+    for (QWidget* part : {static_cast<QWidget*>(ErrorLogFrame), static_cast<QWidget*>(imgErrorLog),
+                          static_cast<QWidget*>(lblErrorLog)}) {
+        part->setToolTip(errorInfo);
     }
 }
 
 void frmMonitor::ShowStatus() {
     RunTrapped(ctx_, code::kShowStatus, [&] {
         if (!isCode(readControl(value::kState, defaults::kState), state::kNotStarted)) {
-            const auto minutes = minutesBetween(MonitorStartTime, required(ctx_.env.clock).now());
             UpdateStatusBar(
-                QStringLiteral("Monitor uptime: ") +
-                    QLocale::system().toString(static_cast<double>(minutes) / 60.0, 'f', 1) +
-                    QStringLiteral(" hours."),
+                uptimeText(minutesBetween(loop_.MonitorStartTime, required(ctx_.env.clock).now())),
                 1);
         }
         UpdateStatusBar(readControl(value::kStatus, defaults::kStatus), 2);
@@ -51,9 +61,7 @@ void frmMonitor::ShowStatus() {
             setWindowIcon(imgExclaim);
             Q_EMIT errorIndicatorRaised();
         }
-        if (lblErrorLog->text() != errorInfo) {
-            lblErrorLog->setText(errorInfo);
-        }
+        showErrorInfo(errorInfo);
     });
 }
 
@@ -80,22 +88,23 @@ void frmMonitor::ShowRunState() {
         } else if (isCode(state, state::kSuspended)) {
             mnuRunNow->setEnabled(false);
             mnuManualMailIn->setEnabled(false);
-            setCaption(ScheduleSuspended ? title + QStringLiteral(" (Suspended until ") +
-                                               MinutesToHHMM(ctx_, settings_.MonitorStartMinutes) +
-                                               QStringLiteral(")")
-                                         : title + QStringLiteral(" (Suspended)"));
+            setCaption(loop_.ScheduleSuspended
+                           ? title + QStringLiteral(" (Suspended until ") +
+                                 MinutesToHHMM(ctx_, settings_.MonitorStartMinutes) +
+                                 QStringLiteral(")")
+                           : title + QStringLiteral(" (Suspended)"));
             ctx_.procedureCode = code::kShowRunState;
             if (cmdCommand->text().compare(QLatin1String("Resume"), Qt::CaseInsensitive) != 0) {
                 cmdCommand->setText(QStringLiteral("Resume"));
             }
         }
-        if (mnuSuspend->text() != cmdCommand->text()) {
+        if (mnuSuspend->text().compare(cmdCommand->text(), Qt::CaseInsensitive) != 0) {
             mnuSuspend->setText(cmdCommand->text());
         }
-        if (secondsBetween(LastCommandTime, required(ctx_.env.clock).now()) > 1) {
+        if (secondsBetween(loop_.LastCommandTime, required(ctx_.env.clock).now()) > 1) {
             cmdCommand->setEnabled(true);
             mnuSuspend->setEnabled(true);
-            LastCommandTime = DateValue::zero();
+            loop_.LastCommandTime = DateValue::zero();
         }
     });
 }

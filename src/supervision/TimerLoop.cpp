@@ -1,4 +1,5 @@
-// The timer tick and the core application's start, renewal and start time-out.
+// The timer tick: the status, an abort, the settings and the schedule, then the core
+// application's start, renewal or start time-out, and the run state.
 #include "frmMonitor.h"
 
 #include "channel/AppContext.h"
@@ -9,99 +10,27 @@
 #include "platform/MessageBoxes.h"
 #include "settings/SystemSettings.h"
 
-#include <QFileInfo>
 #include <QTimer>
 
 namespace hvx {
 
-namespace {
-
-constexpr int kRelaunchHoldSeconds = 60;
-constexpr int kStartTimeOutSeconds = 10;
-
-}  // namespace
-
 void frmMonitor::writeTickTrace() {
     if (ctx_.traceOn) {
-        WriteTrace(ctx_, tickTrace_);
+        WriteTrace(ctx_, loop_.tickTrace);
     }
 }
 
 void frmMonitor::Timer1_Timer() {
-    if (Closing) {
+    if (loop_.Closing) {
         return;
     }
     Timer1->stop();
-    const QString previousTrace = tickTrace_;
-    tickTrace_.clear();
+    const QString previousTrace = loop_.tickTrace;
+    loop_.tickTrace.clear();
     bool rearm = true;
     ctx_.procedureCode = code::kTimer1Timer;
     try {
-        [&] {
-            ShowStatus();
-            const DateValue now = required(ctx_.env.clock).now();
-            ctx_.procedureCode = code::kTimer1Timer;
-            const QString state = readControl(value::kState, defaults::kState);
-            if (isCode(state, state::kAborted)) {
-                ++AbortCount;
-                if (!HandleCoreAbort(AbortCount)) {
-                    rearm = false;
-                    return;
-                }
-                CoreStartTime = DateValue::zero();
-                CoreStopTime = now;
-            } else {
-                if (isCode(readControl(value::kProcessing, defaults::kProcessing),
-                           QLatin1String("1"))) {
-                    append("P=1;");
-                    return;
-                }
-                append("P=0;");
-                if (RefreshSystemSettings() == 0) {
-                    append("MGS=0;");
-                    return;
-                }
-                ApplySchedule();
-            }
-
-            ctx_.procedureCode = code::kTimer1Timer;
-            if (IsCoreRunning()) {
-                append("AR=1;");
-                if (!CoreStartTime.isZero() && settings_.AutoCloseMonitorMinutes > 0 &&
-                    minutesBetween(CoreStartTime, required(ctx_.env.clock).now()) >
-                        settings_.AutoCloseMonitorMinutes) {
-                    append("X=1;");
-                    ctx_.procedureCode = code::kTimer1Timer;
-                    writeControl(value::kCommand, command::kRenew);
-                    CoreStopTime = required(ctx_.env.clock).now();
-                    CoreStartTime = DateValue::zero();
-                }
-            } else {
-                append("AR=0;");
-                if (!ShouldStartCore(CoreStartTime, CoreStopTime)) {
-                    append("MSCA=0;");
-                } else {
-                    append("MSCA=1;");
-                    if (CoreStartTime.isZero()) {
-                        append("CAST=0;");
-                        if (!launchCore()) {
-                            rearm = false;
-                            return;
-                        }
-                    } else {
-                        append("CAST=1;");
-                        if (coreStartTimedOut()) {
-                            rearm = false;
-                            return;
-                        }
-                    }
-                }
-            }
-            ShowRunState();
-            if (ctx_.traceOn && tickTrace_.compare(previousTrace, Qt::CaseInsensitive) != 0) {
-                WriteTrace(ctx_, tickTrace_);
-            }
-        }();
+        rearm = superviseCore(previousTrace);
     } catch (...) {
         const RuntimeError error = asRuntimeError(std::current_exception());
         try {
@@ -116,99 +45,71 @@ void frmMonitor::Timer1_Timer() {
         }
         rearm = false;
     }
-    if (rearm && !Closing) {
+    if (rearm && !loop_.Closing) {
         Timer1->start();
     }
 }
 
-bool frmMonitor::IsCoreRunning() {
-    bool running = false;
-    RunTrapped(ctx_, code::kIsCoreRunning,
-               [&] { running = required(ctx_.env.windows).findWindow(ctx_.coreWindowCaption); });
-    return running;
-}
-
-bool frmMonitor::ShouldStartCore(DateValue& coreStartTime, DateValue& coreStopTime) {
-    bool start = false;
-    RunTrapped(ctx_, code::kShouldStartCore, [&] {
-        const QString state = readControl(value::kState, defaults::kState);
-        ctx_.procedureCode = code::kShouldStartCore;
-        tickTrace_ += QStringLiteral("MSCA_AS=") + state + QStringLiteral(";");
-        if (!isCode(state, state::kSuspended)) {
-            if (coreStopTime.isZero()) {
-                append("MSCA_CACT=0;");
-                start = true;
-                return;
-            }
-            append("MSCA_CACT=1;");
-            if (secondsBetween(coreStopTime, required(ctx_.env.clock).now()) <
-                kRelaunchHoldSeconds) {
-                append("MSCA_GO=0;");
-                return;
-            }
-            append("MSCA_GO=1;");
-            start = true;
-            return;
-        }
-        if (isCode(readControl(value::kCommand, defaults::kCommand), command::kResume)) {
-            append("MSCA_RP=1;");
-            start = true;
-            return;
-        }
-        append("MSCA_RP=0;");
-        coreStartTime = DateValue::zero();
-        coreStopTime = DateValue::zero();
-    });
-    return start;
-}
-
-bool frmMonitor::launchCore() {
-    writeControl(value::kUserId, ctx_.databaseUserId);
-    writeControl(value::kPwd, ctx_.databasePassword);
-    ctx_.procedureCode = code::kTimer1Timer;
-    const QString executable = ctx_.env.applicationFolder + QStringLiteral("/HvxMonCore");
-    if (!QFileInfo(executable).isFile()) {
-        writeTickTrace();
-        critical(QStringLiteral("The Monitor timer program ") + executable +
-                 QStringLiteral(" is missing.  "));
-        return false;
-    }
-    QStringList arguments;
-    if (!ctx_.instanceName.trimmed().isEmpty()) {
-        arguments.append(ctx_.instanceName.trimmed());
-    }
-    ctx_.procedureCode = code::kTimerBeforeProcessStart;
-    const LaunchResult launched =
-        required(ctx_.env.launcher).start(executable, arguments, WindowStyle::MinimizedNoActivate);
-    if (!launched.started) {
-        writeTickTrace();
-        required(ctx_.env.messageBoxes)
-            .Show({QStringLiteral("The Monitor Timer application failed to start.  ") +
-                       QStringLiteral("Please check this file exists: ") + QStringLiteral("\r\n") +
-                       executable + QStringLiteral("\r\n\r\n") + launched.errorDescription +
-                       QStringLiteral(" (") + QString::number(launched.errorNumber) +
-                       QStringLiteral(")"),
-                   std::nullopt, MessageIcon::None, MessageButtons::OkOnly, 1});
-        return false;
-    }
-    ctx_.procedureCode = code::kTimerAfterProcessStart;
-    CoreStartTime = required(ctx_.env.clock).now();
-    CoreStopTime = DateValue::zero();
-    return true;
-}
-
-bool frmMonitor::coreStartTimedOut() {
+bool frmMonitor::superviseCore(const QString& previousTrace) {
+    ShowStatus();
     const DateValue now = required(ctx_.env.clock).now();
-    if (secondsBetween(CoreStartTime, now) <= kStartTimeOutSeconds) {
-        return false;
+    ctx_.procedureCode = code::kTimer1Timer;
+    const QString state = readControl(value::kState, defaults::kState);
+    if (isCode(state, state::kAborted)) {
+        ++loop_.AbortCount;
+        if (!HandleCoreAbort(loop_.AbortCount)) {
+            return false;
+        }
+        loop_.CoreStartTime = DateValue::zero();
+        loop_.CoreStopTime = now;
+    } else {
+        if (isCode(readControl(value::kProcessing, defaults::kProcessing), QLatin1String("1"))) {
+            append("P=1;");
+            return true;
+        }
+        append("P=0;");
+        if (RefreshSystemSettings() == 0) {
+            append("MGS=0;");
+            return true;
+        }
+        ApplySchedule();
     }
-    writeTickTrace();
-    critical(QStringLiteral("The Monitor Timer program has not ") +
-             QStringLiteral("started successfully.") + QStringLiteral("\r\n\r\n") +
-             QStringLiteral("It was started at ") + formatGeneralDate(CoreStartTime) +
-             QStringLiteral(" and it is not running at ") + formatGeneralDate(now) +
-             QStringLiteral(".") + QStringLiteral("\r\n\r\n") +
-             QStringLiteral("Please Exit and restart the Monitor."));
+
+    ctx_.procedureCode = code::kTimer1Timer;
+    if (IsCoreRunning()) {
+        append("AR=1;");
+        if (!loop_.CoreStartTime.isZero() && settings_.AutoCloseMonitorMinutes > 0 &&
+            minutesBetween(loop_.CoreStartTime, required(ctx_.env.clock).now()) >
+                settings_.AutoCloseMonitorMinutes) {
+            append("X=1;");
+            ctx_.procedureCode = code::kTimer1Timer;
+            writeControl(value::kCommand, command::kRenew);
+            loop_.CoreStopTime = required(ctx_.env.clock).now();
+            loop_.CoreStartTime = DateValue::zero();
+        }
+    } else {
+        append("AR=0;");
+        if (!ShouldStartCore(loop_.CoreStartTime, loop_.CoreStopTime)) {
+            append("MSCA=0;");
+        } else {
+            append("MSCA=1;");
+            if (loop_.CoreStartTime.isZero()) {
+                append("CAST=0;");
+                if (!launchCore()) {
+                    return false;
+                }
+            } else {
+                append("CAST=1;");
+                if (coreStartTimedOut()) {
+                    return false;
+                }
+            }
+        }
+    }
+    ShowRunState();
+    if (ctx_.traceOn && loop_.tickTrace.compare(previousTrace, Qt::CaseInsensitive) != 0) {
+        WriteTrace(ctx_, loop_.tickTrace);
+    }
     return true;
 }
 

@@ -1,5 +1,7 @@
 #include "frmMonitor.h"
 
+#include "StatusPanel.h"
+#include "UptimeText.h"
 #include "channel/AppContext.h"
 #include "channel/ErrorReporting.h"
 #include "channel/OperatorMessages.h"
@@ -20,6 +22,7 @@
 #include <QPushButton>
 #include <QResizeEvent>
 #include <QScreen>
+#include <QShowEvent>
 #include <QStatusBar>
 #include <QStyle>
 #include <QTimer>
@@ -45,8 +48,9 @@ QCheckBox* serviceBox(QWidget* parent, const char* name, const char* caption) {
 
 }  // namespace
 
-frmMonitor::frmMonitor(AppContext& ctx, SystemSettings& settings, QWidget* parent)
-    : QMainWindow(parent), Timer1(new QTimer(this)), ctx_(ctx), settings_(settings) {
+frmMonitor::frmMonitor(AppContext& ctx, SystemSettings& settings, const MonitorLoopState& start,
+                       QWidget* parent)
+    : QMainWindow(parent), ctx_(ctx), settings_(settings), loop_(start), Timer1(new QTimer(this)) {
     setObjectName(QStringLiteral("frmMonitor"));
     setWindowTitle(QStringLiteral("Monitor"));
     buildControls();
@@ -59,10 +63,20 @@ frmMonitor::frmMonitor(AppContext& ctx, SystemSettings& settings, QWidget* paren
         connect(this, &QWidget::windowTitleChanged, this,
                 [this](const QString& caption) { announcement_->setCaption(caption); });
     }
+    // The alerts go out once per rising of the error indicator.
+    connect(this, &frmMonitor::errorIndicatorRaised, this, [this] { SendOperatorAlerts(ctx_); });
     resize(toPixels(kClientWidth), menuBar()->sizeHint().height() + toPixels(kClientHeight));
 }
 
 frmMonitor::~frmMonitor() = default;
+
+MonitorLoopView frmMonitor::loopState() const {
+    MonitorLoopView view;
+    static_cast<MonitorLoopState&>(view) = loop_;
+    view.timerEnabled = Timer1->isActive();
+    view.timerInterval = Timer1->interval();
+    return view;
+}
 
 int frmMonitor::toPixels(int twips) const {
     return twipsToPixels(*this, twips);
@@ -126,6 +140,7 @@ void frmMonitor::buildControls() {
     lblErrorLog->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
     lblErrorLog->setFocusPolicy(Qt::TabFocus);
     placeTwips(lblErrorLog, 180, 780, 1095, 675);
+    errorLogText_ = lblErrorLog->text();
     for (QWidget* part : {static_cast<QWidget*>(ErrorLogFrame), static_cast<QWidget*>(imgErrorLog),
                           static_cast<QWidget*>(lblErrorLog)}) {
         part->installEventFilter(this);
@@ -145,13 +160,18 @@ void frmMonitor::buildControls() {
     auto* bar = new QStatusBar(this);
     bar->setObjectName(QStringLiteral("StatusBar1"));
     bar->setSizeGripEnabled(true);
-    // The panels share the bar's width and cut long texts instead of widening the window.
-    const int stretch[3] = {2, 3, 4};
+    // The uptime keeps the width of its longest text; the status and the database description
+    // share the rest, and a wider window widens them. They elide what does not fit (the status
+    // at its end, the description, whose path tells instances apart, in its middle).
+    const Qt::TextElideMode elide[3] = {Qt::ElideRight, Qt::ElideRight, Qt::ElideMiddle};
     for (int i = 0; i < 3; ++i) {
-        panels_[i] = new QLabel(bar);
+        panels_[i] = new StatusPanel(elide[i], bar);
         panels_[i]->setObjectName(QStringLiteral("StatusBar1Panel%1").arg(i + 1));
-        panels_[i]->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-        bar->addWidget(panels_[i], stretch[i]);
+        if (i == 0) {
+            panels_[i]->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
+            panels_[i]->setFixedWidth(longestUptimeWidth(panels_[i]->fontMetrics()));
+        }
+        bar->addWidget(panels_[i], i == 0 ? 0 : 1);
     }
     setStatusBar(bar);
 
@@ -227,7 +247,7 @@ void frmMonitor::CentreForm() {
 }
 
 void frmMonitor::Form_Load() {
-    RunTrapped(ctx_, code::kFormLoad, [&] {
+    const bool loaded = RunTrapped(ctx_, code::kFormLoad, [&] {
         setWindowTitle(ctx_.applicationTitle);
         mnuSendLogToHalvex->setText(QStringLiteral("Send Log File to ") + ctx_.shortCompanyName +
                                     QStringLiteral(" Support"));
@@ -264,11 +284,23 @@ void frmMonitor::Form_Load() {
             StartSuspendResume();
         }
     });
+    // Failed before the window showed: it shows anyway, idle, so that the operator can close it.
+    if (!loaded && !isVisible()) {
+        show();
+    }
 }
 
 void frmMonitor::resizeEvent(QResizeEvent* event) {
     QMainWindow::resizeEvent(event);
     Form_Resize();
+}
+
+void frmMonitor::showEvent(QShowEvent* event) {
+    QMainWindow::showEvent(event);
+    // The resize that comes with the first show arrives while the window is not yet visible.
+    if (!event->spontaneous()) {
+        Form_Resize();
+    }
 }
 
 void frmMonitor::Form_Resize() {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/DateValue.h"
+#include "MonitorLoopState.h"
 #include "platform/OsServices.h"
 
 #include <QIcon>
@@ -20,13 +20,15 @@ class QTimer;
 namespace hvx {
 
 struct AppContext;
+class StatusPanel;
 struct SystemSettings;
 
 // The Monitor's main window. Its one-second timer is the heart of the program: each tick reads
 // the core application's state from the control channel, refreshes the status display, applies
 // the scheduled hours, handles aborts, and starts, renews or gives up on the core application.
-// The procedures are public so that tests can drive them one by one; they take their time from
-// the context's Clock and reach the OS only through the Environment.
+// The procedures are public so that tests can drive them one by one; the loop's state is
+// private and shows only through loopState(). They take their time from the context's Clock
+// and reach the OS only through the Environment.
 class frmMonitor final : public QMainWindow {
     Q_OBJECT
 
@@ -37,7 +39,9 @@ class frmMonitor final : public QMainWindow {
     static constexpr int kClientWidth = 5910;
     static constexpr int kClientHeight = 2955;
 
-    frmMonitor(AppContext& ctx, SystemSettings& settings, QWidget* parent = nullptr);
+    // The program starts the loop from zero; a test or a benchmark may start it part-way.
+    frmMonitor(AppContext& ctx, SystemSettings& settings, const MonitorLoopState& start = {},
+               QWidget* parent = nullptr);
     ~frmMonitor() override;
 
     // Loading and layout.
@@ -97,24 +101,8 @@ class frmMonitor final : public QMainWindow {
     // The window's outer size in twips, as the layout arithmetic sees it.
     QSize outerTwips() const;
 
-    QString tickTrace() const { return tickTrace_; }
-
-    // Window fields.
-    bool ScheduleSuspended = false;
-    bool Closing = false;
-    bool IgnoreSendEmailClick = false;
-    DateValue MonitorStartTime;
-    DateValue LastCommandTime;
-    DateValue LastSettingsRefresh;
-    // Timer-loop state.
-    DateValue CoreStartTime;
-    DateValue CoreStopTime;
-    // Rises by one each time a tick reads State "999", before HandleCoreAbort is asked, and is
-    // never reset while the window lives: a tolerance of N restarts the core application after
-    // each of the first N aborts and gives up at abort N + 1 (a tolerance of 0 at the first).
-    int AbortCount = 0;
-
-    QTimer* Timer1;
+    // The loop's state as it stands, with the timer's.
+    MonitorLoopView loopState() const;
 
   Q_SIGNALS:
     // The error indicator has just come up (once per appearance): the moment for alerts.
@@ -122,6 +110,8 @@ class frmMonitor final : public QMainWindow {
 
   protected:
     void resizeEvent(QResizeEvent* event) override;
+    // The layout is made when the window first shows, not only on later resizes.
+    void showEvent(QShowEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     // Double clicks on the error indicator's parts.
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -130,20 +120,24 @@ class frmMonitor final : public QMainWindow {
     void buildControls();
     void buildMenus();
     void placeTwips(QWidget* control, int left, int top, int width, int height);
-    void append(const char* token) { tickTrace_ += QLatin1String(token); }
+    void append(const char* token) { loop_.tickTrace += QLatin1String(token); }
     void writeTickTrace();
-    // Returns false when the tick must end without re-arming the timer.
+    // The tick's steps from the status display to the run state; answers false when the tick
+    // must end without re-arming the timer.
+    bool superviseCore(const QString& previousTrace);
+    // The start of the core application; false when it ended in a message.
     bool launchCore();
     bool coreStartTimedOut();
+    // Shows the core application's error information in the indicator's designed frame.
+    void showErrorInfo(const QString& errorInfo);
     void viewLogFromIndicator(long code);
     void critical(const QString& text);
-    void setStopSwitch(bool& stopSwitch, QLatin1String name, bool ticked);
     QString readControl(QLatin1String name, QLatin1String fallback);
     void writeControl(QLatin1String name, const QString& value);
 
     AppContext& ctx_;
     SystemSettings& settings_;
-    QString tickTrace_;
+    MonitorLoopState loop_;
     std::unique_ptr<CaptionAnnouncement> announcement_;
     bool unloaded_ = false;
 
@@ -153,6 +147,7 @@ class frmMonitor final : public QMainWindow {
     QCheckBox* chkCheckSLAs;
     QCheckBox* chkProcessOnHoldRequests;
     QCheckBox* chkTrace;
+    QTimer* Timer1;
     QFrame* ErrorLogFrame;
     QLabel* imgErrorLog;
     QLabel* lblErrorLog;
@@ -160,7 +155,9 @@ class frmMonitor final : public QMainWindow {
     QPushButton* cmdExit;
     QIcon imgStd;
     QIcon imgExclaim;
-    QLabel* panels_[3];
+    // The error information in full; the label shows as much of it as its frame holds.
+    QString errorLogText_;
+    StatusPanel* panels_[3];
     QAction* mnuExit;
     QAction* mnuSuspend;
     QAction* mnuRunNow;

@@ -1,5 +1,4 @@
 #include "channel/RegFunctions.h"
-#include "commands/NetSendAlerts.h"
 #include "fakes/TestEnvironment.h"
 #include "settings/SystemSettings.h"
 #include "supervision/frmMonitor.h"
@@ -26,10 +25,8 @@ class TestAlertsOnWindow : public QObject {
         SaveRegValue(*t.ctx, options, QStringLiteral("AlertOp1"), QStringLiteral("supervisor1"));
         SaveRegValue(*t.ctx, options, QStringLiteral("AlertOp3"), QStringLiteral("help-desk-pc"));
         SystemSettings settings;
+        // The window sends the alerts itself: nothing is wired here.
         frmMonitor window(*t.ctx, settings);
-        // The wiring of the program (app/main.cpp).
-        QObject::connect(&window, &frmMonitor::errorIndicatorRaised,
-                         [&] { SendOperatorAlerts(*t.ctx); });
         const auto showError = [&](const char* info) {
             SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("ErrorInfo"),
                          QString::fromLatin1(info));

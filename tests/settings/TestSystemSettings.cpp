@@ -101,17 +101,31 @@ class TestSystemSettings : public QObject {
         QVERIFY(t.errors().reports.front().startsWith(QStringLiteral("ERROR: ")));
     }
 
+    void traceLineListsTheValues_data() {
+        QTest::addColumn<QString>("stop");
+        QTest::addColumn<QString>("start");
+        QTest::addColumn<QString>("end");
+        QTest::newRow("past midnight") << "1500"
+                                       << "75"
+                                       << ",01:00,01:15,True";
+        QTest::newRow("negative") << "-5"
+                                  << "-90"
+                                  << ",00:-05,-01:-30,True";
+    }
     void traceLineListsTheValues() {
+        QFETCH(QString, stop);
+        QFETCH(QString, start);
         TestEnvironment t;
         HelpDeskFixture db(t);
         t.ctx->traceOn = true;
-        db.setSetting(QStringLiteral("MonitorStopMinutes"), QStringLiteral("1500"));
-        db.setSetting(QStringLiteral("MonitorStartMinutes"), QStringLiteral("75"));
+        db.setSetting(QStringLiteral("MonitorStopMinutes"), stop);
+        db.setSetting(QStringLiteral("MonitorStartMinutes"), start);
         SystemSettings settings;
         QVERIFY(LoadSystemSettings(*t.ctx, settings));
         const QString line = t.errors().reports.last();
         QVERIFY2(line.startsWith(QStringLiteral("TRACE: Settings: ")), qPrintable(line));
-        QVERIFY2(line.endsWith(QStringLiteral(",01:00,01:15,True")), qPrintable(line));
+        QFETCH(QString, end);
+        QVERIFY2(line.endsWith(end), qPrintable(line));
     }
 
     void minutesAsTimeOfDay_data() {
@@ -122,6 +136,10 @@ class TestSystemSettings : public QObject {
         QTest::newRow("75") << 75 << "01:15";
         QTest::newRow("0") << 0 << "00:00";
         QTest::newRow("480") << 480 << "08:00";
+        QTest::newRow("1441") << 1441 << "00:01";
+        QTest::newRow("-5") << -5 << "00:-05";
+        QTest::newRow("-90") << -90 << "-01:-30";
+        QTest::newRow("-600") << -600 << "-10:00";
     }
     void minutesAsTimeOfDay() {
         QFETCH(int, minutes);

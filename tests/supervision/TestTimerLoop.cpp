@@ -1,66 +1,15 @@
-#include "channel/RegFunctions.h"
-#include "fakes/TestEnvironment.h"
-#include "settings/SystemSettings.h"
-#include "supervision/frmMonitor.h"
+#include "MonitorRig.h"
 
 #include <QAction>
+#include <QCheckBox>
 #include <QFile>
 #include <QLabel>
 #include <QPushButton>
-#include <QStatusBar>
 #include <QTest>
 #include <QTimer>
 
 using namespace hvx;
 using namespace hvx::test;
-
-namespace {
-
-const QString kTitle = QStringLiteral("Help Desk Monitor");
-const QString kCoreCaption = QStringLiteral("Help Desk Monitor Timer");
-
-// A window on a test environment, with the settings already fresh so that a tick does not
-// need the database, and an executable where the core application is looked for.
-struct Rig {
-    Rig() {
-        t.ctx->applicationTitle = kTitle;
-        t.ctx->coreWindowCaption = kCoreCaption;
-        QFile core(t.env.applicationFolder + QStringLiteral("/HvxMonCore"));
-        if (core.open(QIODevice::WriteOnly)) {
-            core.write("#!/bin/sh\n");
-        }
-        window = std::make_unique<frmMonitor>(*t.ctx, settings);
-        window->LastSettingsRefresh = t.clock.now();
-    }
-    void set(const char* name, const char* value) {
-        SaveRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name),
-                     QString::fromLatin1(value));
-    }
-    QString get(const char* name) {
-        return GetRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name),
-                           QStringLiteral("<missing>"));
-    }
-    void tick(int seconds = 1) {
-        t.clock.advanceSeconds(seconds);
-        window->Timer1_Timer();
-    }
-    QStringList traces() const {
-        QStringList lines;
-        for (const QString& report :
-             static_cast<RecordingErrorManager&>(*t.ctx->errorManager).reports) {
-            if (report.startsWith(QStringLiteral("TRACE: "))) {
-                lines.append(report.mid(7));
-            }
-        }
-        return lines;
-    }
-
-    TestEnvironment t;
-    SystemSettings settings;
-    std::unique_ptr<frmMonitor> window;
-};
-
-}  // namespace
 
 class TestTimerLoop : public QObject {
     Q_OBJECT
@@ -69,20 +18,19 @@ class TestTimerLoop : public QObject {
     void whileProcessingTheTickOnlyRearms() {
         Rig r;
         r.set("Processing", "1");
-        r.window->Timer1->start();
+        r.timer()->start();
         r.tick();
-        QCOMPARE(r.window->tickTrace(), QStringLiteral("P=1;"));
+        QCOMPARE(r.loop().tickTrace, QStringLiteral("P=1;"));
         QVERIFY(r.t.launcher.starts.empty());
-        QVERIFY(r.window->Timer1->isActive());
+        QVERIFY(r.loop().timerEnabled);
         QCOMPARE(r.window->windowTitle(), QStringLiteral("Monitor"));
     }
 
     void aRefusedRefreshStopsTheTick() {
-        Rig r;
-        r.window->LastSettingsRefresh = DateValue::zero();
+        Rig r(MonitorLoopState{});
         r.set("CoreHasDBIssues", "1");
         r.tick();
-        QCOMPARE(r.window->tickTrace(), QStringLiteral("P=0;MGS=0;"));
+        QCOMPARE(r.loop().tickTrace, QStringLiteral("P=0;MGS=0;"));
         QVERIFY(r.t.launcher.starts.empty());
     }
 
@@ -118,7 +66,7 @@ class TestTimerLoop : public QObject {
         r.t.ctx->databaseUserId = QStringLiteral("helpdesk");
         r.t.ctx->databasePassword = QStringLiteral("pa ss");
         r.tick();
-        QCOMPARE(r.window->tickTrace(),
+        QCOMPARE(r.loop().tickTrace,
                  QStringLiteral("P=0;AR=0;MSCA_AS=0;MSCA_CACT=0;MSCA=1;CAST=0;"));
         QCOMPARE(r.t.launcher.starts.size(), 1u);
         QCOMPARE(r.t.launcher.starts[0].program,
@@ -127,15 +75,15 @@ class TestTimerLoop : public QObject {
         QCOMPARE(r.t.launcher.starts[0].style, WindowStyle::MinimizedNoActivate);
         QCOMPARE(r.get("UserId"), QStringLiteral("helpdesk"));
         QCOMPARE(r.get("Pwd"), QStringLiteral("pa ss"));
-        QCOMPARE(r.window->CoreStartTime, r.t.clock.now());
+        QCOMPARE(r.loop().CoreStartTime, r.t.clock.now());
     }
 
     void aMissingCoreProgramStopsTheLoop() {
         Rig r;
         QFile::remove(r.t.env.applicationFolder + QStringLiteral("/HvxMonCore"));
-        r.window->Timer1->start();
+        r.timer()->start();
         r.tick();
-        QVERIFY(!r.window->Timer1->isActive());
+        QVERIFY(!r.loop().timerEnabled);
         QCOMPARE(r.t.boxes.texts(), QStringList{QStringLiteral("The Monitor timer program ") +
                                                 r.t.env.applicationFolder +
                                                 QStringLiteral("/HvxMonCore is missing.  ")});
@@ -148,20 +96,20 @@ class TestTimerLoop : public QObject {
         const auto& box = r.t.boxes.shown().front();
         QVERIFY(!box.title.has_value());
         QVERIFY(box.text.endsWith(QStringLiteral("\r\n\r\nPermission denied (13)")));
-        QVERIFY(!r.window->Timer1->isActive());
+        QVERIFY(!r.loop().timerEnabled);
     }
 
     void aCoreThatNeverShowsItsWindowTimesOut() {
         Rig r;
         r.tick();
-        const DateValue launched = r.window->CoreStartTime;
+        const DateValue launched = r.loop().CoreStartTime;
         r.tick(10);
         QVERIFY(r.t.boxes.shown().empty());
-        QCOMPARE(r.window->tickTrace(),
+        QCOMPARE(r.loop().tickTrace,
                  QStringLiteral("P=0;AR=0;MSCA_AS=0;MSCA_CACT=0;MSCA=1;CAST=1;"));
-        r.window->Timer1->start();
+        r.timer()->start();
         r.tick(1);
-        QVERIFY(!r.window->Timer1->isActive());
+        QVERIFY(!r.loop().timerEnabled);
         QCOMPARE(r.t.boxes.texts().size(), 1);
         const QString text = r.t.boxes.texts().front();
         QVERIFY(text.startsWith(QStringLiteral("The Monitor Timer program has not started "
@@ -182,19 +130,19 @@ class TestTimerLoop : public QObject {
         r.set("Processing", "1");
         r.t.windows.open.clear();
         r.tick();
-        QCOMPARE(r.window->AbortCount, 1);
+        QCOMPARE(r.loop().AbortCount, 1);
         QCOMPARE(r.get("State"), QStringLiteral("1"));
         QCOMPARE(r.get("Command"), QStringLiteral("<missing>"));
         QCOMPARE(r.get("Processing"), QStringLiteral("<missing>"));
         QVERIFY(r.traces().contains(
             QStringLiteral("Requesting the core application to restart in one minute.")));
-        const DateValue stopped = r.window->CoreStopTime;
+        const DateValue stopped = r.loop().CoreStopTime;
         QCOMPARE(stopped, r.t.clock.now());
         for (int second = 1; second < 60; second += 29) {
             r.t.clock.set(stopped.addSeconds(second));
             r.window->Timer1_Timer();
             QVERIFY(r.t.launcher.starts.empty());
-            QVERIFY(r.window->tickTrace().endsWith(QStringLiteral("MSCA_GO=0;MSCA=0;")));
+            QVERIFY(r.loop().tickTrace.endsWith(QStringLiteral("MSCA_GO=0;MSCA=0;")));
         }
         r.t.clock.set(stopped.addSeconds(59));
         r.window->Timer1_Timer();
@@ -209,8 +157,8 @@ class TestTimerLoop : public QObject {
         QCOMPARE(r.t.boxes.texts(),
                  QStringList{
                      QStringLiteral("Unable to continue: the monitor timer has aborted 1 times.")});
-        QVERIFY(r.window->Closing);
-        QVERIFY(!r.window->Timer1->isActive());
+        QVERIFY(r.loop().Closing);
+        QVERIFY(!r.loop().timerEnabled);
     }
 
     void renewalAsksTheCoreToCloseAndHoldsTheRelaunch() {
@@ -221,9 +169,9 @@ class TestTimerLoop : public QObject {
         r.tick(5 * 60);
         QCOMPARE(r.get("Command"), QStringLiteral("<missing>"));
         r.tick(60);
-        QCOMPARE(r.window->tickTrace(), QStringLiteral("P=0;AR=1;X=1;"));
+        QCOMPARE(r.loop().tickTrace, QStringLiteral("P=0;AR=1;X=1;"));
         QCOMPARE(r.get("Command"), QStringLiteral("6"));
-        QVERIFY(r.window->CoreStartTime.isZero());
+        QVERIFY(r.loop().CoreStartTime.isZero());
         r.t.windows.open.clear();
         r.tick(59);
         QCOMPARE(r.t.launcher.starts.size(), 1u);
@@ -232,22 +180,25 @@ class TestTimerLoop : public QObject {
     }
 
     void aSuspendedCoreThatWentIsNotReplaced() {
-        Rig r;
-        r.tick();
-        r.window->CoreStopTime = r.t.clock.now();
+        const DateValue now = SettableClock().now();
+        Rig r(MonitorLoopState{
+            .LastSettingsRefresh = now, .CoreStartTime = now, .CoreStopTime = now});
         r.set("State", "2");
         r.tick(120);
-        QCOMPARE(r.window->tickTrace(), QStringLiteral("P=0;AR=0;MSCA_AS=2;MSCA_RP=0;MSCA=0;"));
-        QVERIFY(r.window->CoreStartTime.isZero());
-        QVERIFY(r.window->CoreStopTime.isZero());
-        QCOMPARE(r.t.launcher.starts.size(), 1u);
+        QCOMPARE(r.loop().tickTrace, QStringLiteral("P=0;AR=0;MSCA_AS=2;MSCA_RP=0;MSCA=0;"));
+        QVERIFY(r.loop().CoreStartTime.isZero());
+        QVERIFY(r.loop().CoreStopTime.isZero());
+        QVERIFY(r.t.launcher.starts.empty());
         r.set("Command", "2");
         r.tick();
-        QCOMPARE(r.t.launcher.starts.size(), 2u);
+        QCOMPARE(r.t.launcher.starts.size(), 1u);
+        QCOMPARE(r.loop().Launches, 1);
+        QCOMPARE(r.loop().LastLaunchTime, r.t.clock.now());
     }
 
     void captionsFollowTheState() {
-        Rig r;
+        Rig r(MonitorLoopState{.ScheduleSuspended = true,
+                               .LastSettingsRefresh = SettableClock().now()});
         r.settings.MonitorStartMinutes = 480;
         r.t.windows.open.insert(kCoreCaption);
         r.set("State", "1");
@@ -258,35 +209,23 @@ class TestTimerLoop : public QObject {
         QCOMPARE(r.window->findChild<QAction*>(QStringLiteral("mnuSuspend"))->text(),
                  QStringLiteral("Suspend"));
         r.set("State", "2");
-        r.window->ScheduleSuspended = true;
         r.tick();
         QCOMPARE(r.window->windowTitle(), kTitle + QStringLiteral(" (Suspended until 08:00)"));
         QCOMPARE(r.window->findChild<QAction*>(QStringLiteral("mnuSuspend"))->text(),
                  QStringLiteral("Resume"));
         QVERIFY(!r.window->findChild<QAction*>(QStringLiteral("mnuRunNow"))->isEnabled());
-    }
 
-    void uptimeAndErrorIndicator() {
-        Rig r;
-        int raised = 0;
-        QObject::connect(r.window.get(), &frmMonitor::errorIndicatorRaised, [&] { ++raised; });
-        r.window->MonitorStartTime = r.t.clock.now();
-        r.t.clock.advanceSeconds(89LL * 60);
+        // Captions that differ only in case count as the same.
+        r.window->setWindowTitle((kTitle + QStringLiteral(" (running)")).toUpper());
+        r.window->findChild<QAction*>(QStringLiteral("mnuSuspend"))
+            ->setText(QStringLiteral("RESUME"));
         r.set("State", "1");
-        r.set("ErrorInfo", "Mail server refused");
-        r.window->ShowStatus();
-        auto* panel = r.window->statusBar()->findChild<QLabel*>(QStringLiteral("StatusBar1Panel1"));
-        QCOMPARE(panel->text(), QStringLiteral("Monitor uptime: 1.5 hours."));
-        r.set("ErrorInfo", "Mail server still refused");
-        r.window->ShowStatus();
-        QCOMPARE(raised, 1);
-        QCOMPARE(r.window->findChild<QLabel*>(QStringLiteral("lblErrorLog"))->text(),
-                 QStringLiteral("Mail server still refused"));
-        r.set("ErrorInfo", "");
-        r.window->ShowStatus();
-        r.set("ErrorInfo", "again");
-        r.window->ShowStatus();
-        QCOMPARE(raised, 2);
+        r.tick();
+        QCOMPARE(r.window->windowTitle(), (kTitle + QStringLiteral(" (running)")).toUpper());
+        QCOMPARE(r.window->findChild<QPushButton*>(QStringLiteral("cmdCommand"))->text(),
+                 QStringLiteral("Resume"));
+        QCOMPARE(r.window->findChild<QAction*>(QStringLiteral("mnuSuspend"))->text(),
+                 QStringLiteral("RESUME"));
     }
 
     void suspendPressedTwiceWritesOneCommand() {
@@ -312,8 +251,8 @@ class TestTimerLoop : public QObject {
         QCOMPARE(r.traces(), QStringList({QString(), rule, QStringLiteral("Monitor Started"),
                                           QString(), rule}));
         QCOMPARE(r.get("Command"), QStringLiteral("1"));
-        QVERIFY(r.window->Timer1->isActive());
-        QCOMPARE(r.window->MonitorStartTime, r.t.clock.now());
+        QVERIFY(r.loop().timerEnabled);
+        QCOMPARE(r.loop().MonitorStartTime, r.t.clock.now());
     }
 
     void schedulesSuspendAndResume() {
@@ -321,21 +260,39 @@ class TestTimerLoop : public QObject {
         r.settings.ScheduledHoursOn = true;
         r.settings.MonitorStopMinutes = 1320;
         r.settings.MonitorStartMinutes = 360;
-        r.t.windows.open.insert(kCoreCaption);
         r.t.clock.set(QTime(22, 0, 30));
-        r.window->Timer1_Timer();
+        r.window->ApplySchedule();
         QCOMPARE(r.get("Command"), QStringLiteral("<missing>"));
         r.t.clock.set(QTime(22, 1, 0));
-        r.window->LastSettingsRefresh = r.t.clock.now();
-        r.window->Timer1_Timer();
+        r.window->ApplySchedule();
         QCOMPARE(r.get("Command"), QStringLiteral("3"));
-        QVERIFY(r.window->ScheduleSuspended);
+        QVERIFY(r.loop().ScheduleSuspended);
         r.t.clock.set(DateValue::fromParts(r.t.clock.now().date().addDays(1), QTime(6, 1, 0)));
-        r.window->LastSettingsRefresh = r.t.clock.now();
-        r.set("State", "2");
-        r.window->Timer1_Timer();
+        r.window->ApplySchedule();
         QCOMPARE(r.get("Command"), QStringLiteral("2"));
-        QVERIFY(!r.window->ScheduleSuspended);
+        QVERIFY(!r.loop().ScheduleSuspended);
+    }
+
+    void theLayoutIsMadeWhenTheWindowFirstShows() {
+        Rig r;
+        r.window->show();
+        auto* command = r.window->findChild<QPushButton*>(QStringLiteral("cmdCommand"));
+        auto* trace = r.window->findChild<QCheckBox*>(QStringLiteral("chkTrace"));
+        QCOMPARE(r.window->twipsGeometry(command).topLeft(), QPoint(3345, 2040));
+        QCOMPARE(r.window->twipsGeometry(trace).top(), 2040 + 375 - 255);
+    }
+
+    void aLoadThatFailsEarlyStillLeavesAWindowToClose() {
+        Rig r;
+        // No term translator: the load fails before the window shows.
+        r.window->Form_Load();
+        QVERIFY(r.window->isVisible());
+        QVERIFY(r.t.errors().reports.last().contains(QStringLiteral("(Code 11062 in")));
+        QVERIFY(!r.loop().timerEnabled);
+        SaveRegValue(*r.t.ctx, QStringLiteral("Warnings"), QStringLiteral("ExitMonitor"),
+                     QStringLiteral("1"));
+        QVERIFY(r.window->close());
+        QVERIFY(r.loop().Closing);
     }
 
     void buttonsKeepTheirPlaceBelowTheDesignedSize() {

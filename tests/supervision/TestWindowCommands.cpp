@@ -104,7 +104,7 @@ class TestWindowCommands : public QObject {
         QCOMPARE(w.read(QStringLiteral("Controls"), "Trace"), QStringLiteral("1"));
         QCOMPARE(w.window->windowTitle(), QStringLiteral("Help Desk Monitor"));
         QCOMPARE(w.find<QCheckBox>("chkCheckSLAs")->text(), QStringLiteral("Check SLAs"));
-        QVERIFY(!w.window->Timer1->isActive());
+        QVERIFY(!w.window->loopState().timerEnabled);
     }
 
     void autoStartGivesStartAtOnce() {
@@ -112,7 +112,7 @@ class TestWindowCommands : public QObject {
             l.settings.collection->Item(QStringLiteral("AutoStartMonitor"))
                 ->SetSettingValue(QStringLiteral("1"));
         });
-        QVERIFY(w.window->Timer1->isActive());
+        QVERIFY(w.window->loopState().timerEnabled);
         QCOMPARE(w.read(QStringLiteral("Controls"), "Command"), QStringLiteral("1"));
     }
 
@@ -120,7 +120,7 @@ class TestWindowCommands : public QObject {
         LoadedWindow w([](LoadedWindow& l) {
             l.settings.collection->Remove(QStringLiteral("AutoStartMonitor"));
         });
-        QVERIFY(!w.window->Timer1->isActive());
+        QVERIFY(!w.window->loopState().timerEnabled);
         QVERIFY(
             w.t.errors().reports.last().endsWith(QStringLiteral("(Code 11062 in HvxMonitor.exe)")));
     }
@@ -134,7 +134,7 @@ class TestWindowCommands : public QObject {
         auto* button = w.find<QPushButton>("cmdCommand");
         QCOMPARE(button->text(), QStringLiteral("&Start"));
         QVERIFY(button->isEnabled());
-        QVERIFY(!w.window->Timer1->isActive());
+        QVERIFY(!w.window->loopState().timerEnabled);
         QCOMPARE(w.read(QStringLiteral("Controls"), "Command"), QStringLiteral("<missing>"));
     }
 
@@ -148,7 +148,7 @@ class TestWindowCommands : public QObject {
         w.find<QCheckBox>("chkSendEmail")->click();
         QVERIFY(!w.find<QCheckBox>("chkSendEmail")->isChecked());
         QVERIFY(w.t.ctx->stop.sendingEmail);
-        QVERIFY(!w.window->IgnoreSendEmailClick);
+        QVERIFY(!w.window->loopState().IgnoreSendEmailClick);
         QCOMPARE(w.read(QStringLiteral("Options"), "StopSendingEmail"), QStringLiteral("kept"));
     }
 
@@ -242,7 +242,7 @@ class TestWindowCommands : public QObject {
             QCOMPARE(w.read(QStringLiteral("Options"), "Trace"), QStringLiteral("1"));
             QCOMPARE(w.t.errors().reports.last(), QStringLiteral("TRACE: Closed\r\n"));
             QVERIFY(!w.t.ctx->databaseManager);
-            QVERIFY(w.window->Closing);
+            QVERIFY(w.window->loopState().Closing);
         }
     }
 

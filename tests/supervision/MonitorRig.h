@@ -1,0 +1,70 @@
+// The main window on a test environment, for the tests of its loop and its status display.
+#pragma once
+
+#include "channel/RegFunctions.h"
+#include "fakes/TestEnvironment.h"
+#include "settings/SystemSettings.h"
+#include "supervision/StatusPanel.h"
+#include "supervision/frmMonitor.h"
+
+#include <QFile>
+#include <QLabel>
+#include <QTimer>
+
+#include <memory>
+#include <optional>
+
+namespace hvx::test {
+
+inline const QString kTitle = QStringLiteral("Help Desk Monitor");
+inline const QString kCoreCaption = QStringLiteral("Help Desk Monitor Timer");
+
+// A window on a test environment, with the settings already fresh (unless the test starts the
+// loop otherwise) so that a tick does not need the database, and an executable where the core
+// application is looked for.
+struct Rig {
+    explicit Rig(std::optional<MonitorLoopState> start = std::nullopt) {
+        t.ctx->applicationTitle = kTitle;
+        t.ctx->coreWindowCaption = kCoreCaption;
+        QFile core(t.env.applicationFolder + QStringLiteral("/HvxMonCore"));
+        if (core.open(QIODevice::WriteOnly)) {
+            core.write("#!/bin/sh\n");
+        }
+        window = std::make_unique<frmMonitor>(
+            *t.ctx, settings,
+            start.value_or(MonitorLoopState{.LastSettingsRefresh = t.clock.now()}));
+    }
+    MonitorLoopView loop() const { return window->loopState(); }
+    QTimer* timer() const { return window->findChild<QTimer*>(QStringLiteral("Timer1")); }
+    StatusPanel* panel(int number) const {
+        return window->findChild<StatusPanel*>(QStringLiteral("StatusBar1Panel%1").arg(number));
+    }
+    void set(const char* name, const char* value) {
+        SaveRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name),
+                     QString::fromLatin1(value));
+    }
+    QString get(const char* name) {
+        return GetRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name),
+                           QStringLiteral("<missing>"));
+    }
+    void tick(int seconds = 1) {
+        t.clock.advanceSeconds(seconds);
+        window->Timer1_Timer();
+    }
+    QStringList traces() const {
+        QStringList lines;
+        for (const QString& report :
+             static_cast<RecordingErrorManager&>(*t.ctx->errorManager).reports) {
+            if (report.startsWith(QStringLiteral("TRACE: "))) {
+                lines.append(report.mid(7));
+            }
+        }
+        return lines;
+    }
+
+    TestEnvironment t;
+    SystemSettings settings;
+    std::unique_ptr<frmMonitor> window;
+};
+
+}  // namespace hvx::test

@@ -1,0 +1,181 @@
+#include "MonitorRig.h"
+
+#include <QEvent>
+#include <QFrame>
+#include <QLabel>
+#include <QLocale>
+#include <QTest>
+
+using namespace hvx;
+using namespace hvx::test;
+
+namespace {
+
+// Counts the paint events that reach the watched widgets.
+class PaintCounter final : public QObject {
+  public:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Paint) {
+            ++paints[watched];
+        }
+        return false;
+    }
+    QHash<QObject*, int> paints;
+};
+
+}  // namespace
+
+class TestStatusDisplay : public QObject {
+    Q_OBJECT
+
+  private Q_SLOTS:
+    void uptimeInTenthsOfAnHour_data() {
+        QTest::addColumn<qint64>("minutes");
+        QTest::addColumn<QString>("hours");
+        QTest::newRow("9 minutes: 0.15 rounds up") << 9LL << "0.2";
+        QTest::newRow("21 minutes: 0.35 rounds up") << 21LL << "0.4";
+        QTest::newRow("27 minutes: 0.45 rounds up") << 27LL << "0.5";
+        QTest::newRow("89 minutes") << 89LL << "1.5";
+        QTest::newRow("2 minutes rounds down") << 2LL << "0.0";
+        QTest::newRow("60,000 minutes: no group separator") << 60'000LL << "1000.0";
+        QTest::newRow("clock set back 9 minutes") << -9LL << "-0.2";
+    }
+    void uptimeInTenthsOfAnHour() {
+        QFETCH(qint64, minutes);
+        QFETCH(QString, hours);
+        const DateValue start = SettableClock().now();
+        Rig r(MonitorLoopState{.MonitorStartTime = start, .LastSettingsRefresh = start});
+        r.set("State", "0");
+        r.t.clock.advanceSeconds(minutes * 60);
+        r.window->ShowStatus();
+        QCOMPARE(r.panel(1)->text(), QString());
+        r.set("State", "1");
+        r.window->ShowStatus();
+        QCOMPARE(r.panel(1)->text(),
+                 QStringLiteral("Monitor uptime: ") +
+                     hours.replace(QLatin1Char('.'), QLocale::system().decimalPoint()) +
+                     QStringLiteral(" hours."));
+    }
+
+    void errorIndicatorRisesOncePerAppearance() {
+        Rig r;
+        int raised = 0;
+        QObject::connect(r.window.get(), &frmMonitor::errorIndicatorRaised, [&] { ++raised; });
+        r.set("State", "1");
+        r.set("ErrorInfo", "Mail server refused");
+        r.window->ShowStatus();
+        r.set("ErrorInfo", "Mail server still refused");
+        r.window->ShowStatus();
+        QCOMPARE(raised, 1);
+        QCOMPARE(r.window->findChild<QLabel*>(QStringLiteral("lblErrorLog"))->text(),
+                 QStringLiteral("Mail server still refused"));
+        r.set("ErrorInfo", "");
+        r.window->ShowStatus();
+        r.set("ErrorInfo", "again");
+        r.window->ShowStatus();
+        QCOMPARE(raised, 2);
+    }
+
+    void longErrorInfoShowsWhatFitsInTheDesignedFrame() {
+        Rig r;
+        auto* frame = r.window->findChild<QFrame*>(QStringLiteral("ErrorLogFrame"));
+        auto* label = r.window->findChild<QLabel*>(QStringLiteral("lblErrorLog"));
+        auto* image = r.window->findChild<QLabel*>(QStringLiteral("imgErrorLog"));
+        const QSize designed = label->size();
+        QString info = QStringLiteral("Error 3021 at 09:38:10 in the mail reader:");
+        while (info.size() < 200) {
+            info += QStringLiteral(" no current record");
+        }
+        r.set("ErrorInfo", info.toLatin1().constData());
+        r.window->ShowStatus();
+        QCOMPARE(label->size(), designed);
+        for (QWidget* part : {static_cast<QWidget*>(frame), static_cast<QWidget*>(label),
+                              static_cast<QWidget*>(image)}) {
+            QCOMPARE(part->toolTip(), info);
+        }
+        const QString shown = label->text();
+        QVERIFY2(shown.endsWith(QChar(0x2026)), qPrintable(shown));
+        QVERIFY(label->heightForWidth(label->width()) <= label->height());
+        // What shows is the beginning of the text, line after line.
+        QString start = shown.chopped(1);
+        start.replace(QLatin1Char('\n'), QLatin1Char(' '));
+        QVERIFY2(info.startsWith(start.trimmed()), qPrintable(start));
+        QVERIFY(start.size() > 20);
+
+        // A short text shows whole; one that differs only in case changes nothing.
+        r.set("ErrorInfo", "Mail server refused");
+        r.window->ShowStatus();
+        QCOMPARE(label->text(), QStringLiteral("Mail server refused"));
+        r.set("ErrorInfo", "MAIL SERVER REFUSED");
+        r.window->ShowStatus();
+        QCOMPARE(label->text(), QStringLiteral("Mail server refused"));
+    }
+
+    void aStatusRepaintsOnlyWhenItChanges() {
+        Rig r;
+        r.t.windows.open.insert(kCoreCaption);
+        r.set("State", "1");
+        r.set("Status", "Idle: 3 requests processed");
+        r.window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(r.window.get()));
+        r.tick();
+        QCoreApplication::processEvents();
+        PaintCounter counter;
+        for (int number = 1; number <= 3; ++number) {
+            r.panel(number)->installEventFilter(&counter);
+        }
+        r.tick();
+        QCoreApplication::processEvents();
+        QVERIFY(counter.paints.isEmpty());
+        r.set("Status", "Sending 2 messages");
+        r.tick();
+        // Within the tick itself, before any window event runs.
+        QCOMPARE(counter.paints.value(r.panel(2)), 1);
+        QCOMPARE(counter.paints.value(r.panel(1)), 0);
+        QCOMPARE(r.panel(2)->toolTip(), QStringLiteral("Sending 2 messages"));
+    }
+
+    void theUptimeKeepsItsWidthAndTheOthersTakeTheRest() {
+        Rig r;
+        r.window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(r.window.get()));
+        StatusPanel* uptime = r.panel(1);
+        for (const char* longest :
+             {"Monitor uptime: 9999.9 hours.", "Monitor uptime: 10000.0 hours."}) {
+            QVERIFY2(uptime->fontMetrics().horizontalAdvance(QString::fromLatin1(longest)) <=
+                         uptime->width() - 4,
+                     longest);
+        }
+        const QString status = QStringLiteral(
+            "Idle: 3 requests processed, next run in 60 "
+            "seconds, 12 messages waiting for the mail server");
+        const QString description = QStringLiteral(
+            "v12.00.1 [Access>/home/helpdesk/instances/north-wing/data/helpdesk.sqlite3]");
+        r.window->UpdateStatusBar(status, 2);
+        r.window->UpdateStatusBar(description, 3);
+        QCOMPARE(r.panel(2)->toolTip(), status);
+        QCOMPARE(r.panel(3)->toolTip(), description);
+        // Side by side, none over another.
+        QVERIFY(uptime->geometry().right() < r.panel(2)->x());
+        QVERIFY(r.panel(2)->geometry().right() < r.panel(3)->x());
+        const int widths[3] = {uptime->width(), r.panel(2)->width(), r.panel(3)->width()};
+        r.window->resize(r.window->width() + 300, r.window->height());
+        QTRY_VERIFY(r.panel(2)->width() > widths[1]);
+        QVERIFY(r.panel(3)->width() > widths[2]);
+        QCOMPARE(uptime->width(), widths[0]);
+    }
+
+    void panelsOutOfRangeAreIgnored() {
+        Rig r;
+        for (int panel : {0, 4, -1}) {
+            r.window->UpdateStatusBar(QStringLiteral("out of range"), panel);
+        }
+        for (int number = 1; number <= 3; ++number) {
+            QCOMPARE(r.panel(number)->text(), QString());
+        }
+        QVERIFY(r.t.errors().reports.isEmpty());
+    }
+};
+
+QTEST_MAIN(TestStatusDisplay)
+#include "TestStatusDisplay.moc"
