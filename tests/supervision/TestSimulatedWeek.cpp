@@ -30,6 +30,7 @@ using namespace hvx::test;
 
 namespace {
 
+// AddressSanitizer holds freed memory in quarantine, so resident memory tells nothing there.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool kAddressSanitizer = true;
 #elif defined(__has_feature)
