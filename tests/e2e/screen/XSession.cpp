@@ -117,6 +117,30 @@ QString XSession::windowState(quint64 window) const {
     return match.hasMatch() ? match.captured(1) : QString();
 }
 
+QRect XSession::windowGeometry(quint64 window) const {
+    QRect geometry;
+    const QByteArray shell = run(
+        QStringLiteral("xdotool"),
+        {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), QString::number(window)});
+    for (const QByteArray& line : shell.split('\n')) {
+        const QList<QByteArray> pair = line.split('=');
+        if (pair.size() != 2) {
+            continue;
+        }
+        const int value = pair[1].toInt();
+        if (pair[0] == "X") {
+            geometry.moveLeft(value);
+        } else if (pair[0] == "Y") {
+            geometry.moveTop(value);
+        } else if (pair[0] == "WIDTH") {
+            geometry.setWidth(value);
+        } else if (pair[0] == "HEIGHT") {
+            geometry.setHeight(value);
+        }
+    }
+    return geometry;
+}
+
 QImage XSession::grab() const {
     return QImage::fromData(
         run(QStringLiteral("import"),

@@ -3,6 +3,7 @@
 #include <QImage>
 #include <QPoint>
 #include <QProcess>
+#include <QRect>
 #include <QString>
 #include <QStringList>
 
@@ -32,6 +33,8 @@ class XSession {
     // ("Normal", "Iconic", "Withdrawn", or empty when it has none).
     quint64 activeWindow() const;
     QString windowState(quint64 window) const;
+    // Where the window's own area (without the frame) lies on the screen.
+    QRect windowGeometry(quint64 window) const;
 
     // The whole screen as drawn, in device pixels.
     QImage grab() const;
