@@ -77,7 +77,7 @@ class TestStatusDrawn : public QObject {
         QTRY_VERIFY_WITH_TIMEOUT(
             monitor.control(QStringLiteral("Status")).contains(QStringLiteral("in-box preview")),
             10000);
-        monitor.shiftClock(1234 * 60);
+        monitor.shiftClock(qint64{1234} * 60);
         QVERIFY2(drawnWithin(QStringLiteral("Monitor uptime: 20.6 hours."), 15000),
                  "the whole uptime is not drawn");
 

@@ -64,11 +64,11 @@ class TestTextsDrawnWhole : public QObject {
 
     // Waits for the window to show something of its own, then a little for all of it.
     QStringList missingOnceShown(const QList<Caption>& captions, qreal scale) const {
-        QStringList missing = captions.size() > 0 ? QStringList{QString()} : QStringList{};
+        QStringList missing = notDrawn(captions, scale);
         const QDeadlineTimer shown(20000);
-        while (!shown.hasExpired() &&
-               (missing = notDrawn(captions, scale)).size() == captions.size()) {
+        while (missing.size() == captions.size() && !shown.hasExpired()) {
             QTest::qWait(200);
+            missing = notDrawn(captions, scale);
         }
         const QDeadlineTimer painted(3000);
         while (!missing.isEmpty() && !painted.hasExpired()) {
