@@ -210,6 +210,9 @@ void CoreApplication::showWindow() {
     connect(window_.get(), &TimerWindow::closeRequested, this, [this] { finish(0); });
     window_->showLines(stateWord(), statusLine());
     if (setup_.minimized) {
+        // Sized first: a window that takes its size while being shown loses the minimized
+        // state, and the window manager would map it normal, with the focus.
+        window_->adjustSize();
         window_->setAttribute(Qt::WA_ShowWithoutActivating);
         window_->showMinimized();
     } else {

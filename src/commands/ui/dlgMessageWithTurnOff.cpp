@@ -13,6 +13,8 @@
 #include <QPushButton>
 #include <QStyle>
 
+#include <algorithm>
+
 namespace hvx {
 
 namespace {
@@ -141,6 +143,10 @@ void dlgMessageWithTurnOff::ArrangeControls() {
             chkNoMore->setText(warningOffMessage_);
         }
         place(chkNoMore, 180, innerHeight - 60 - kBoxHeight, 2595, kBoxHeight);
+        // Designed for a narrower font: the box's caption takes the width it needs (the
+        // buttons lie to its right, on the other half of the dialog).
+        chkNoMore->resize(std::max(chkNoMore->width(), chkNoMore->sizeHint().width()),
+                          chkNoMore->height());
     }
 
     const QStyle::StandardPixmap picture =

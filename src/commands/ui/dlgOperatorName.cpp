@@ -4,29 +4,15 @@
 #include "platform/qt/CentreOnScreen.h"
 #include "platform/qt/Twips.h"
 
-#include <QFontMetrics>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 
 #include <limits>
 
+#include <algorithm>
+
 namespace hvx {
-
-namespace {
-
-constexpr qreal kSmallestPointSize = 6.0;
-
-void shrinkToFit(QLabel* label) {
-    QFont font = label->font();
-    while (QFontMetrics(font).horizontalAdvance(label->text()) > label->width() &&
-           font.pointSizeF() - 0.5 >= kSmallestPointSize) {
-        font.setPointSizeF(font.pointSizeF() - 0.5);
-    }
-    label->setFont(font);
-}
-
-}  // namespace
 
 dlgOperatorName::dlgOperatorName(AppContext& ctx, QWidget* parent) : QDialog(parent), ctx_(ctx) {
     setObjectName(QStringLiteral("dlgOperatorName"));
@@ -42,6 +28,10 @@ dlgOperatorName::dlgOperatorName(AppContext& ctx, QWidget* parent) : QDialog(par
     Label1->setWordWrap(true);
     Label1->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     place(Label1, 120, 60, 5355, 615);
+    // Designed for a narrower font: the explanation takes the lines it needs (the room below
+    // it is free down to the next label).
+    Label1->resize(Label1->width(),
+                   std::max(Label1->height(), Label1->heightForWidth(Label1->width())));
 
     Label2[1] = new QLabel(QStringLiteral("Send this message:"), this);
     place(Label2[1], 120, 900, 3315, 255);
@@ -53,10 +43,10 @@ dlgOperatorName::dlgOperatorName(AppContext& ctx, QWidget* parent) : QDialog(par
 
     Label2[0] = new QLabel(
         QStringLiteral("Send to up to three users (or other valid Net Send destinations):"), this);
-    // Designed for a narrower font: the label may use the width up to the right margin, and
-    // a smaller font where even that is not enough, so that its text is never cut off.
-    place(Label2[0], 120, 1740, kClientWidth - 240, 195);
-    shrinkToFit(Label2[0]);
+    place(Label2[0], 120, 1740, 4695, 195);
+    // Designed for a narrower font: this one line takes the width it needs, and the dialog
+    // grows to keep its right margin.
+    Label2[0]->resize(Label2[0]->size().expandedTo(Label2[0]->sizeHint()));
     for (std::size_t i = 0; i < Label2.size(); ++i) {
         Label2[i]->setObjectName(QStringLiteral("Label2_%1").arg(i));
     }
@@ -83,7 +73,9 @@ dlgOperatorName::dlgOperatorName(AppContext& ctx, QWidget* parent) : QDialog(par
     cmdCancel->setAutoDefault(false);
     place(cmdCancel, 4200, 2820, 1275, 375);
 
-    setFixedSize(twipsToPixels(*this, kClientWidth), twipsToPixels(*this, kClientHeight));
+    setFixedSize(std::max(twipsToPixels(*this, kClientWidth),
+                          Label2[0]->geometry().right() + 1 + twipsToPixels(*this, 120)),
+                 twipsToPixels(*this, kClientHeight));
 
     QWidget::setTabOrder(txtMsg, Text1[0]);
     QWidget::setTabOrder(Text1[0], Text1[1]);

@@ -33,6 +33,9 @@ dlgMonitorNames::dlgMonitorNames(AppContext& ctx, QWidget* parent) : QDialog(par
         new QLabel(QStringLiteral("Select the Monitor instance you want to start:"), this);
     label->setObjectName(QStringLiteral("Label1"));
     place(label, 360, 360, 3495, 195);
+    // Designed for a narrower font: the prompt takes the room its text needs (the space to
+    // its right and below it is free).
+    label->resize(label->size().expandedTo(label->sizeHint()));
     cboMonitorName = new QComboBox(this);
     cboMonitorName->setObjectName(QStringLiteral("cboMonitorName"));
     place(cboMonitorName, 360, 720, 3915, 315);

@@ -1,0 +1,162 @@
+#include "XSession.h"
+
+#include <QDeadlineTimer>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QThread>
+
+namespace hvx::test {
+
+namespace {
+
+constexpr int kToolTimeoutMs = 15000;
+constexpr int kServerTimeoutMs = 20000;
+// Room for the designed windows at twice the size, and for a long tool tip in one line.
+const QStringList kScreen = {QStringLiteral("-screen"), QStringLiteral("0"),
+                             QStringLiteral("2560x1600x24")};
+
+quint64 windowIdIn(const QByteArray& text) {
+    const QRegularExpressionMatch match =
+        QRegularExpression(QStringLiteral("window id # (0x[0-9a-fA-F]+)"))
+            .match(QString::fromLatin1(text));
+    return match.hasMatch() ? match.captured(1).toULongLong(nullptr, 16) : 0;
+}
+
+}  // namespace
+
+XSession::~XSession() {
+    for (QProcess* server : {&windowManager_, &server_}) {
+        if (server->state() != QProcess::NotRunning) {
+            server->terminate();
+            if (!server->waitForFinished(5000)) {
+                server->kill();
+                server->waitForFinished(5000);
+            }
+        }
+    }
+}
+
+bool XSession::start() {
+    for (const char* tool : {"Xvfb", "openbox", "xdotool", "xprop", "import"}) {
+        if (QStandardPaths::findExecutable(QString::fromLatin1(tool)).isEmpty()) {
+            missing_ << QString::fromLatin1(tool);
+        }
+    }
+    if (!missing_.isEmpty()) {
+        return false;
+    }
+    server_.start(QStringLiteral("Xvfb"),
+                  QStringList{QStringLiteral("-displayfd"), QStringLiteral("1"),
+                              QStringLiteral("-nolisten"), QStringLiteral("tcp")} +
+                      kScreen);
+    QByteArray number;
+    const QDeadlineTimer serverDeadline(kServerTimeoutMs);
+    while (!number.contains('\n') && !serverDeadline.hasExpired() &&
+           server_.state() != QProcess::NotRunning) {
+        server_.waitForReadyRead(200);
+        number += server_.readAllStandardOutput();
+    }
+    if (!number.contains('\n')) {
+        problem_ = QStringLiteral("Xvfb did not report a display: ") +
+                   QString::fromLocal8Bit(server_.readAllStandardError());
+        return false;
+    }
+    const QString display = QLatin1Char(':') + QString::fromLatin1(number.trimmed());
+    qputenv("DISPLAY", display.toLatin1());
+    windowManager_.start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+    // The window manager is ready once it names itself on the root window.
+    const QDeadlineTimer managerDeadline(kServerTimeoutMs);
+    while (windowIdIn(run(QStringLiteral("xprop"),
+                          {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})) ==
+           0) {
+        if (managerDeadline.hasExpired() || windowManager_.state() == QProcess::NotRunning) {
+            problem_ = QStringLiteral("openbox did not come up on ") + display;
+            return false;
+        }
+        QThread::msleep(100);
+    }
+    display_ = display;
+    return true;
+}
+
+QByteArray XSession::run(const QString& program, const QStringList& arguments) const {
+    QProcess tool;
+    tool.start(program, arguments);
+    if (!tool.waitForFinished(kToolTimeoutMs)) {
+        tool.kill();
+        tool.waitForFinished();
+        return {};
+    }
+    return tool.readAllStandardOutput();
+}
+
+quint64 XSession::windowNamed(const QString& title) const {
+    const QByteArray found =
+        run(QStringLiteral("xdotool"),
+            {QStringLiteral("search"), QStringLiteral("--name"),
+             QLatin1Char('^') + QRegularExpression::escape(title) + QLatin1Char('$')});
+    for (const QByteArray& line : found.split('\n')) {
+        if (const quint64 window = line.trimmed().toULongLong(); window != 0) {
+            return window;
+        }
+    }
+    return 0;
+}
+
+quint64 XSession::activeWindow() const {
+    return windowIdIn(run(QStringLiteral("xprop"),
+                          {QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")}));
+}
+
+QString XSession::windowState(quint64 window) const {
+    const QByteArray text =
+        run(QStringLiteral("xprop"),
+            {QStringLiteral("-id"), QString::number(window), QStringLiteral("WM_STATE")});
+    const QRegularExpressionMatch match =
+        QRegularExpression(QStringLiteral("window state: (\\w+)")).match(QString::fromLatin1(text));
+    return match.hasMatch() ? match.captured(1) : QString();
+}
+
+QRect XSession::windowGeometry(quint64 window) const {
+    QRect geometry;
+    const QByteArray shell = run(
+        QStringLiteral("xdotool"),
+        {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), QString::number(window)});
+    for (const QByteArray& line : shell.split('\n')) {
+        const QList<QByteArray> pair = line.split('=');
+        if (pair.size() != 2) {
+            continue;
+        }
+        const int value = pair[1].toInt();
+        if (pair[0] == "X") {
+            geometry.moveLeft(value);
+        } else if (pair[0] == "Y") {
+            geometry.moveTop(value);
+        } else if (pair[0] == "WIDTH") {
+            geometry.setWidth(value);
+        } else if (pair[0] == "HEIGHT") {
+            geometry.setHeight(value);
+        }
+    }
+    return geometry;
+}
+
+QImage XSession::grab() const {
+    return QImage::fromData(
+        run(QStringLiteral("import"),
+            {QStringLiteral("-window"), QStringLiteral("root"), QStringLiteral("png:-")}),
+        "PNG");
+}
+
+void XSession::moveMouse(QPoint at) const {
+    run(QStringLiteral("xdotool"),
+        {QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y())});
+}
+
+void XSession::click(QPoint at) const {
+    run(QStringLiteral("xdotool"),
+        {QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()),
+         QStringLiteral("click"), QStringLiteral("1")});
+}
+
+}  // namespace hvx::test

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QImage>
+#include <QPoint>
+#include <QProcess>
+#include <QRect>
+#include <QString>
+#include <QStringList>
+
+namespace hvx::test {
+
+// A private X display with a real window manager, for tests that look at what the programs
+// draw and at how the window manager treats their windows. Xvfb picks a free display itself
+// (-displayfd), so tests in parallel never share one; openbox manages it. The session sets
+// DISPLAY for this process and everything it starts, and ends both servers when destroyed.
+class XSession {
+  public:
+    XSession() = default;
+    ~XSession();
+    XSession(const XSession&) = delete;
+    XSession& operator=(const XSession&) = delete;
+
+    // False when the tools are not installed (missing() names them) or the servers did not
+    // come up (problem() says why).
+    bool start();
+    QStringList missing() const { return missing_; }
+    QString problem() const { return problem_; }
+    bool running() const { return !display_.isEmpty(); }
+
+    // The top-level window whose title is exactly `title`, or 0.
+    quint64 windowNamed(const QString& title) const;
+    // What the window manager says: _NET_ACTIVE_WINDOW, and the ICCCM state of a window
+    // ("Normal", "Iconic", "Withdrawn", or empty when it has none).
+    quint64 activeWindow() const;
+    QString windowState(quint64 window) const;
+    // Where the window's own area (without the frame) lies on the screen.
+    QRect windowGeometry(quint64 window) const;
+
+    // The whole screen as drawn, in device pixels.
+    QImage grab() const;
+    void moveMouse(QPoint at) const;
+    void click(QPoint at) const;
+
+  private:
+    QByteArray run(const QString& program, const QStringList& arguments) const;
+
+    QProcess server_;
+    QProcess windowManager_;
+    QString display_;
+    QStringList missing_;
+    QString problem_;
+};
+
+}  // namespace hvx::test
