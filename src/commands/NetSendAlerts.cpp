@@ -24,7 +24,7 @@ constexpr WindowStyle kAlertWindowStyle = WindowStyle::Minimized;
 
 // Above this a message goes on standard input: an argument list has a limit of its own
 // (128 KiB for one argument on Linux), standard input has none.
-constexpr qsizetype kLongestMessageArgument = 64 * 1024;
+constexpr qsizetype kLongestMessageArgument = qsizetype{64} * 1024;
 
 LaunchResult startNetSend(AppContext& ctx, const QString& program, const QString& destination,
                           const QString& message) {

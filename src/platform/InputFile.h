@@ -6,7 +6,7 @@
 namespace hvx {
 
 // The largest file the program reads as its own input (monitornames.txt, db.ini).
-inline constexpr qint64 kMaxInputFileBytes = 1024 * 1024;
+inline constexpr qint64 kMaxInputFileBytes = qint64{1024} * 1024;
 
 // Reads the whole of a file that the program takes as input. Only a regular file of at most
 // kMaxInputFileBytes is read: a FIFO, a device or a huge file fails at once instead of

@@ -183,7 +183,6 @@ class TestSqliteRegistryStore : public QObject {
         QTest::newRow("random bytes") << "random" << true << "file is not a database";
         QTest::newRow("truncated") << "truncated" << true << "malformed";
         QTest::newRow("a folder in its place") << "folder" << false << "Is a directory";
-        QTest::newRow("below a regular file") << "below-file" << false << "Not a directory";
         QTest::newRow("random bytes while open") << "random-while-open" << true << "not a database";
         QTest::newRow("truncated while open") << "empty-while-open" << true << "not a database";
     }
@@ -192,7 +191,7 @@ class TestSqliteRegistryStore : public QObject {
         QFETCH(bool, putAside);
         QFETCH(QString, reason);
         test::TestEnvironment t;
-        QString path = t.folder.filePath("registry.sqlite3");
+        const QString path = t.folder.filePath("registry.sqlite3");
         const auto fill = [&] {
             const auto factory = SqliteRegistryStore::factory(path);
             for (int i = 0; i < 200; ++i) {
@@ -208,7 +207,7 @@ class TestSqliteRegistryStore : public QObject {
         for (char& byte : random) {
             byte = static_cast<char>(QRandomGenerator::global()->bounded(256));
         }
-        auto factory = SqliteRegistryStore::factory(path);
+        const auto factory = SqliteRegistryStore::factory(path);
         if (damage == "random") {
             overwrite(random);
         } else if (damage == "truncated") {
@@ -217,10 +216,6 @@ class TestSqliteRegistryStore : public QObject {
             QVERIFY(file.resize(file.size() / 2));
         } else if (damage == "folder") {
             QVERIFY(QDir().mkpath(path));
-        } else if (damage == "below-file") {
-            overwrite(random);
-            path += "/registry.sqlite3";
-            factory = SqliteRegistryStore::factory(path);
         } else {
             QCOMPARE(factory()->SetValue(kUser, kBase, "Before", "1", 1, true), 0);
             overwrite(damage == "random-while-open" ? random : QByteArray());

@@ -17,6 +17,8 @@
 #include <sys/mount.h>
 #include <csignal>
 
+#include <unistd.h>
+
 using namespace hvx;
 
 namespace {
@@ -79,7 +81,15 @@ class Installation {
         env.insert(QStringLiteral("HVX_ANSWERS"), answers);
         monitor->setProcessEnvironment(env);
         monitor->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        monitor->start(app + QStringLiteral("/HvxMonitor"), {});
+        const QString program = app + QStringLiteral("/HvxMonitor");
+        if (withoutFileOverride && ::geteuid() == 0) {
+            // Root passes file permissions by its capabilities; without them it meets them.
+            monitor->start(QStringLiteral("setpriv"),
+                           {QStringLiteral("--bounding-set=-dac_override,-dac_read_search,-fowner"),
+                            QStringLiteral("--"), program});
+        } else {
+            monitor->start(program, {});
+        }
         monitor->waitForStarted();
         monitors.emplace_back(monitor);
         return monitor;
@@ -131,7 +141,13 @@ class Installation {
             }
         }
         // A core left running would keep the folder busy: ask it to close.
-        setControl("Command", "5");
+        try {
+            store = SqliteRegistryStore::factory(dir.filePath(QStringLiteral("registry.sqlite3")));
+            setControl("Command", "5");
+        } catch (const RuntimeError& error) {
+            // A store that a test made unusable: the core never ran on it.
+            qWarning().noquote() << error.description();
+        }
         QTRY_VERIFY_WITH_TIMEOUT(!window(kTitle + QStringLiteral(" Timer")), 5000);
     }
 
@@ -141,6 +157,8 @@ class Installation {
     bool ok = false;
     QProcessEnvironment environment;
     Factory<RegistryStore> store;
+    // Runs the Monitor so that file permissions bind it, as root too.
+    bool withoutFileOverride = false;
     SocketWindowDirectory windows;
     std::vector<std::unique_ptr<QProcess>> monitors;
 };
@@ -465,6 +483,96 @@ class TestMonitorEndToEnd : public QObject {
         QVERIFY(!QTest::qWaitFor([&] { return service.calls.size() > 1; }, 3000));
         ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
         QVERIFY(monitor->waitForFinished(10000));
+    }
+
+    // A store that cannot be used is named before anything starts; a damaged one is put
+    // aside, said once, and the Monitor supervises on a fresh one.
+    void aStoreThatCannotBeUsedIsNamed_data() {
+        QTest::addColumn<QString>("damage");
+        QTest::addColumn<bool>("runs");
+        QTest::newRow("random bytes") << "random" << true;
+        QTest::newRow("a folder in its place") << "folder" << false;
+        QTest::newRow("a file that cannot be written") << "read-only" << false;
+    }
+    void aStoreThatCannotBeUsedIsNamed() {
+        QFETCH(QString, damage);
+        QFETCH(bool, runs);
+        Installation i(QStringLiteral("e2e-store-") + damage);
+        QVERIFY(i.ok);
+        i.setSetting(QStringLiteral("AutoStartMonitor"), QStringLiteral("1"));
+        const QString path = i.dir.filePath(QStringLiteral("registry.sqlite3"));
+        QByteArray bytes(8192, 'r');
+        if (damage == "read-only") {
+            i.setControl("Command", "0");
+            i.store = nullptr;  // closes the connection, which folds the journal into the file
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            bytes = file.readAll();
+        }
+        if (damage == "folder") {
+            QVERIFY(QDir().mkpath(path));
+        } else {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            file.write(bytes);
+        }
+        if (damage == "read-only") {
+            QVERIFY(QFile::setPermissions(path, QFile::ReadOwner));
+            i.withoutFileOverride = true;
+        }
+        QProcess* monitor = i.startMonitor(QStringLiteral("ok,keep"));
+        const QString core = kTitle + QStringLiteral(" Timer");
+        if (!runs) {
+            QVERIFY(monitor->waitForFinished(15'000));
+            QVERIFY(monitor->exitCode() != 0);
+            QVERIFY2(i.boxes().contains(path + QStringLiteral(" cannot be used")),
+                     qPrintable(i.boxes()));
+            QVERIFY(!i.window(core));
+            return;
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), 15'000);
+        QVERIFY2(i.boxes().contains(path + QStringLiteral(" was damaged")), qPrintable(i.boxes()));
+        // The journal that SQLite made while it read the damaged file lies beside it.
+        const QStringList kept =
+            QDir(i.dir.path())
+                .entryList({QStringLiteral("registry.sqlite3.damaged-*")})
+                .filter(QRegularExpression(QStringLiteral("damaged-[0-9-]+$")));
+        QCOMPARE(kept.size(), 1);
+        QFile keptFile(i.dir.filePath(kept[0]));
+        QVERIFY(keptFile.open(QIODevice::ReadOnly));
+        QCOMPARE(keptFile.readAll(), bytes);
+        ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
+        QVERIFY(monitor->waitForFinished(10'000));
+        QTRY_VERIFY_WITH_TIMEOUT(!i.window(core), 6'000);
+    }
+
+    // Damaged under the running Monitor and core application: both go on with the same fresh
+    // store, so the exit command still reaches the core application.
+    void aStoreDamagedWhileRunning() {
+        Installation i(QStringLiteral("e2e-store-running"));
+        QVERIFY(i.ok);
+        i.setSetting(QStringLiteral("AutoStartMonitor"), QStringLiteral("1"));
+        QProcess* monitor = i.startMonitor(QStringLiteral("keep"));
+        const QString core = kTitle + QStringLiteral(" Timer");
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), 15'000);
+        const QString path = i.dir.filePath(QStringLiteral("registry.sqlite3"));
+        {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::ReadWrite | QIODevice::Truncate));
+            file.write(QByteArray(8192, 'x'));
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(i.log().contains(path + QStringLiteral(" was damaged")), 10'000);
+        QCOMPARE(QDir(i.dir.path())
+                     .entryList({QStringLiteral("registry.sqlite3.damaged-*")})
+                     .filter(QRegularExpression(QStringLiteral("damaged-[0-9-]+$")))
+                     .size(),
+                 1);
+        // The core application reports to the fresh store, and the Monitor reads it there.
+        QTRY_COMPARE_WITH_TIMEOUT(i.control("State"), QStringLiteral("1"), 10'000);
+        QVERIFY(i.window(core));
+        ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
+        QVERIFY(monitor->waitForFinished(10'000));
+        QTRY_VERIFY_WITH_TIMEOUT(!i.window(core), 6'000);
     }
 };
 

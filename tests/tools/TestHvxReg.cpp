@@ -151,22 +151,6 @@ class TestHvxReg : public QObject {
             QVERIFY2(run.err.contains(registry) && run.err.contains(reason), qPrintable(run.err));
         }
     }
-
-    void aDamagedStoreIsKeptAsideAndToldOnce() {
-        QTemporaryDir folder;
-        const QString registry = folder.filePath(QStringLiteral("registry.sqlite3"));
-        QFile damaged(registry);
-        QVERIFY(damaged.open(QIODevice::WriteOnly) && damaged.write(QByteArray(4096, 'g')) > 0);
-        damaged.close();
-        const Run first = hvxReg(registry, {"set", "Options", "A", "1"});
-        QCOMPARE(first.code, 0);
-        QVERIFY2(first.err.contains(registry) && first.err.contains(QStringLiteral("damaged")),
-                 qPrintable(first.err));
-        const Run second = hvxReg(registry, {"get", "Options", "A"});
-        QCOMPARE(second.code, 0);
-        QCOMPARE(second.out, QStringLiteral("1\n"));
-        QCOMPARE(second.err, QString());
-    }
 };
 
 QTEST_GUILESS_MAIN(TestHvxReg)
