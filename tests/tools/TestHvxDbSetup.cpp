@@ -39,7 +39,6 @@ class TestHvxDbSetup : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
-    void init();
     void createsThenRepairsWithoutLosingRows();
     void refusesBadUsage_data();
     void refusesBadUsage();
@@ -49,14 +48,10 @@ class TestHvxDbSetup : public QObject {
     QStringList target(const ScratchDatabase& scratch) const;
     QString value(const QString& sql);
 
-    TestEngine engine_ = TestEngine::Sqlite;
+    TestEngine engine_ = testEngineFromEnvironment();
     std::unique_ptr<QtSqlDatabaseManager> db_;
     RecordingErrorManager errors_;
 };
-
-void TestHvxDbSetup::init() {
-    engine_ = testEngineFromEnvironment();
-}
 
 QStringList TestHvxDbSetup::target(const ScratchDatabase& scratch) const {
     if (engine_ == TestEngine::Sqlite) {
