@@ -12,25 +12,15 @@ class TestRegFunctions : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
-    void missingSectionReadsAsTheDefaults() {
+    void theDefaultIsOnlyForWhatIsMissing() {
         test::TestEnvironment t;
         AppContext& ctx = *t.ctx;
         const QString controls = ctx.controlsSection;
-        QCOMPARE(GetRegValue(ctx, controls, value::kState, defaults::kState), QStringLiteral("0"));
-        QCOMPARE(GetRegValue(ctx, controls, value::kProcessing, defaults::kProcessing),
-                 QStringLiteral("0"));
-        QCOMPARE(GetRegValue(ctx, controls, value::kCommand, defaults::kCommand),
-                 QStringLiteral("0"));
-        QCOMPARE(GetRegValue(ctx, controls, value::kStatus, defaults::kStatus), QString());
+        QCOMPARE(GetRegValue(ctx, controls, value::kState, QStringLiteral("default")),
+                 QStringLiteral("default"));
         QCOMPARE(ctx.procedureCode, code::kGetRegValue);
-    }
-
-    void emptyTextIsNotTheDefault() {
-        test::TestEnvironment t;
-        SaveRegValue(*t.ctx, QStringLiteral("Controls"), QStringLiteral("Status"), QString());
-        QCOMPARE(GetRegValue(*t.ctx, QStringLiteral("Controls"), QStringLiteral("Status"),
-                             QStringLiteral("default")),
-                 QString());
+        SaveRegValue(ctx, controls, value::kStatus, QString());
+        QCOMPARE(GetRegValue(ctx, controls, value::kStatus, QStringLiteral("default")), QString());
     }
 
     void namesIgnoreCaseAndSectionsComeBack() {

@@ -88,19 +88,16 @@ class TestConfirmationDialog : public QObject {
         QTest::addColumn<QStringList>("visible");
         QTest::addColumn<QList<int>>("lefts");
         QTest::addColumn<QString>("defaultButton");
-        QTest::newRow("OK only wins over YesNo") << 0 << QStringList{QStringLiteral("cmdOK")}
-                                                 << QList<int>{5550} << QStringLiteral("cmdOK");
-        QTest::newRow("OK Cancel")
-            << 1 << QStringList{QStringLiteral("cmdCancel"), QStringLiteral("cmdOK")}
-            << QList<int>{5550, 4275} << QStringLiteral("cmdOK");
-        QTest::newRow("Yes No") << 2
-                                << QStringList{QStringLiteral("cmdNo"), QStringLiteral("cmdYes")}
-                                << QList<int>{5550, 4275} << QStringLiteral("cmdYes");
-        QTest::newRow("Yes No Cancel")
-            << 3
-            << QStringList{QStringLiteral("cmdCancel"), QStringLiteral("cmdNo"),
-                           QStringLiteral("cmdYes")}
-            << QList<int>{5550, 4275, 3000} << QStringLiteral("cmdYes");
+        const auto row = [](const char* name, int set, const QString& visible,
+                            const QList<int>& lefts, const char* defaultButton) {
+            QTest::newRow(name) << set << visible.split(QLatin1Char(' ')) << lefts
+                                << QString::fromLatin1(defaultButton);
+        };
+        row("OK only wins over YesNo", 0, QStringLiteral("cmdOK"), {5550}, "cmdOK");
+        row("OK Cancel", 1, QStringLiteral("cmdCancel cmdOK"), {5550, 4275}, "cmdOK");
+        row("Yes No", 2, QStringLiteral("cmdNo cmdYes"), {5550, 4275}, "cmdYes");
+        row("Yes No Cancel", 3, QStringLiteral("cmdCancel cmdNo cmdYes"), {5550, 4275, 3000},
+            "cmdYes");
     }
     void buttonSets() {
         QFETCH(int, set);

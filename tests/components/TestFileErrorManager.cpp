@@ -83,7 +83,7 @@ class TestFileErrorManager : public QObject {
     QString freshLog(const char* name) { return dir_.filePath(QString::fromLatin1(name)); }
 
   private Q_SLOTS:
-    void linesAreStampedAndMarked() {
+    void linesAreStampedAndMarkedAndClearingEmptiesTheFile() {
         FileErrorManager manager(clock_, nullptr);
         manager.SetLogFile(freshLog("marks.txt"));
         report(manager, QStringLiteral("Started"), true);
@@ -94,6 +94,10 @@ class TestFileErrorManager : public QObject {
         QCOMPARE(lines[0], QByteArray("2026-11-23 10:00:00  TRACE  Started"));
         QCOMPARE(lines[1], QByteArray("2026-11-23 10:00:00  TRACE  Closed"));
         QVERIFY(lines[2].endsWith("  ERROR  Overflow (Code 11051 in HvxMonitor.exe)"));
+        manager.ClearLogFile();
+        QCOMPARE(QFileInfo(manager.LogFile()).size(), 0);
+        report(manager, QStringLiteral("after clearing"), true);
+        QCOMPARE(logLines(manager.LogFile()).size(), 1);
     }
 
     void errorsAreShownOnlyUntilStartupIsComplete() {
@@ -126,16 +130,6 @@ class TestFileErrorManager : public QObject {
             QCOMPARE(numberOf(lines[i]), numberOf(lines[i - 1]) + 1);
         }
         QVERIFY(lines.size() > 10000);
-    }
-
-    void clearLogFileEmptiesIt() {
-        FileErrorManager manager(clock_, nullptr);
-        manager.SetLogFile(freshLog("clear.txt"));
-        report(manager, QStringLiteral("something"), true);
-        manager.ClearLogFile();
-        QCOMPARE(QFileInfo(manager.LogFile()).size(), 0);
-        report(manager, QStringLiteral("after clearing"), true);
-        QCOMPARE(logLines(manager.LogFile()).size(), 1);
     }
 
     void anUnwritableFolderCostsTheLineOnly() {

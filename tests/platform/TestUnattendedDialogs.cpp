@@ -70,50 +70,36 @@ class TestUnattendedDialogs : public QObject {
         QTest::addColumn<QString>("box");  // text, icon and title; empty: no box
         QTest::addColumn<QString>("refused");
         QTest::addColumn<bool>("cancelled");
+        const auto row = [](const char* name, Dialog dialog, const char* answers, const char* box,
+                            const char* refused, bool cancelled) {
+            QTest::newRow(name) << int(dialog) << QString::fromLatin1(answers)
+                                << QString::fromLatin1(box) << QString::fromLatin1(refused)
+                                << cancelled;
+        };
         // After a box takes its own "ok", the dialog goes on with the next token.
-        QTest::newRow("instance list, load error")
-            << int(InstanceList) << "ok,cancel"
-            << "Error 9, Subscript out of range (Code 11087).|none|HvxMonitor"
-            << "" << true;
-        QTest::newRow("instance list, none selected")
-            << int(InstanceList) << "select:South,ok,cancel"
-            << "Please select a Monitor instance.|exclamation|Halvex Monitor"
-            << "" << true;
-        QTest::newRow("instance list, no db.ini")
-            << int(InstanceList) << "select:North,ok,cancel"
-            << "There is no DB.INI file in this folder, or the folder doesn't exist.|critical|"
-               "Halvex Monitor"
-            << "" << true;
-        QTest::newRow("old messages, no number")
-            << int(OldMessages) << "days:x,ok,keep"
-            << "Please type the number of days.|exclamation|Halvex Help Desk"
-            << "" << false;
-        QTest::newRow("old messages, under a day")
-            << int(OldMessages) << "days:0,ok,cancel"
-            << "The number of days must be 1 or more.|exclamation|Halvex Help Desk"
-            << "" << true;
-        QTest::newRow("alert set-up, quotes")
-            << int(AlertSetup) << "ok:Down;help desk,ok,ok:Down;ops"
-            << "Net Send destinations with spaces must be contained in quotes.|exclamation|"
-               "Halvex Monitor"
-            << "" << false;
+        row("instance list, load error", InstanceList, "ok,cancel",
+            "Error 9, Subscript out of range (Code 11087).|none|HvxMonitor", "", true);
+        row("instance list, none selected", InstanceList, "select:South,ok,cancel",
+            "Please select a Monitor instance.|exclamation|Halvex Monitor", "", true);
+        row("instance list, no db.ini", InstanceList, "select:North,ok,cancel",
+            "There is no DB.INI file in this folder, or the folder doesn't exist.|critical|"
+            "Halvex Monitor",
+            "", true);
+        row("old messages, no number", OldMessages, "days:x,ok,keep",
+            "Please type the number of days.|exclamation|Halvex Help Desk", "", false);
+        row("old messages, under a day", OldMessages, "days:0,ok,cancel",
+            "The number of days must be 1 or more.|exclamation|Halvex Help Desk", "", true);
+        row("alert set-up, quotes", AlertSetup, "ok:Down;help desk,ok,ok:Down;ops",
+            "Net Send destinations with spaces must be contained in quotes.|exclamation|"
+            "Halvex Monitor",
+            "", false);
         // A refused token ends the dialog as Cancel does; the token after it stays queued.
-        QTest::newRow("instance list, refused") << int(InstanceList) << "pick:North,yes"
-                                                << ""
-                                                << "pick:North" << true;
-        QTest::newRow("old messages, refused") << int(OldMessages) << "delete,yes"
-                                               << ""
-                                               << "delete" << true;
-        QTest::newRow("alert set-up, refused") << int(AlertSetup) << "save,yes"
-                                               << ""
-                                               << "save" << true;
-        QTest::newRow("confirmation, no such button") << int(Confirmation) << "ok,yes"
-                                                      << ""
-                                                      << "ok" << true;
-        QTest::newRow("confirmation, refused with its box ticked")
-            << int(Confirmation) << "cancel+off,yes"
-            << ""
-            << "cancel+off" << true;
+        row("instance list, refused", InstanceList, "pick:North,yes", "", "pick:North", true);
+        row("old messages, refused", OldMessages, "delete,yes", "", "delete", true);
+        row("alert set-up, refused", AlertSetup, "save,yes", "", "save", true);
+        row("confirmation, no such button", Confirmation, "ok,yes", "", "ok", true);
+        row("confirmation, refused with its box ticked", Confirmation, "cancel+off,yes", "",
+            "cancel+off", true);
     }
     void boxesAndRefusedTokens() {
         QFETCH(int, dialog);

@@ -15,25 +15,30 @@ class TestDeleteOldMessagesDialog : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
-    void daysAreChecked_data() {
+    // Days are read only for the third choice.
+    void choicesAndDays_data() {
+        QTest::addColumn<int>("option");
         QTest::addColumn<QString>("days");
         QTest::addColumn<QString>("refusal");
         QTest::addColumn<int>("choice");
         QTest::addColumn<int>("daysToDelete");
-        QTest::newRow("empty") << ""
-                               << "Please type the number of days." << 0 << 0;
-        QTest::newRow("a word") << "thirty"
-                                << "Please type the number of days." << 0 << 0;
-        QTest::newRow("zero") << "0"
+        const QString noNumber = QStringLiteral("Please type the number of days.");
+        QTest::newRow("empty") << 2 << "" << noNumber << 0 << 0;
+        QTest::newRow("a word") << 2 << "thirty" << noNumber << 0 << 0;
+        QTest::newRow("zero") << 2 << "0"
                               << "The number of days must be 1 or more." << 0 << 0;
-        QTest::newRow("thirty") << " 30 " << QString() << 3 << 30;
-        QTest::newRow("half to even") << "2.5" << QString() << 3 << 2;
+        QTest::newRow("thirty") << 2 << " 30 " << QString() << 3 << 30;
+        QTest::newRow("half to even") << 2 << "2.5" << QString() << 3 << 2;
+        QTest::newRow("keep") << 0 << "thirty" << QString() << 1 << 0;
+        QTest::newRow("delete all") << 1 << "" << QString() << 2 << 0;
     }
-    void daysAreChecked() {
+    void choicesAndDays() {
+        QFETCH(int, option);
         QFETCH(QString, days);
         QFETCH(QString, refusal);
         ScriptedMessageBoxes boxes;
         dlgDeleteOldMessages dialog(boxes);
+        dialog.findChild<QRadioButton*>(QStringLiteral("Option1_%1").arg(option))->setChecked(true);
         dialog.findChild<QLineEdit*>(QStringLiteral("txtDays"))->setText(days);
         dialog.cmdOK_Click();
         QCOMPARE(boxes.texts(), refusal.isEmpty() ? QStringList() : QStringList{refusal});
@@ -46,19 +51,6 @@ class TestDeleteOldMessagesDialog : public QObject {
         QVERIFY(!dialog.Cancelled());
     }
 
-    void theOtherChoices() {
-        ScriptedMessageBoxes boxes;
-        dlgDeleteOldMessages keep(boxes);
-        keep.findChild<QRadioButton*>(QStringLiteral("Option1_0"))->setChecked(true);
-        keep.cmdOK_Click();
-        QCOMPARE(keep.UserChoice(), DeleteOldMessagesDialog::kKeep);
-        dlgDeleteOldMessages all(boxes);
-        all.findChild<QRadioButton*>(QStringLiteral("Option1_1"))->setChecked(true);
-        all.cmdOK_Click();
-        QCOMPARE(all.UserChoice(), DeleteOldMessagesDialog::kDeleteAll);
-        QVERIFY(boxes.shown().empty());
-    }
-
     void escapeCancelsAndTheWarningIsShown() {
         ScriptedMessageBoxes boxes;
         dlgDeleteOldMessages dialog(boxes);
@@ -67,9 +59,13 @@ class TestDeleteOldMessagesDialog : public QObject {
         escape.setInterval(0);
         connect(&escape, &QTimer::timeout, [&] {
             if (QApplication::activeModalWidget() == &dialog) {
-                QVERIFY(dialog.findChild<QLabel*>(QStringLiteral("lblExplain"))
-                            ->text()
-                            .startsWith(QStringLiteral("WARNING: There are 12 unsent messages")));
+                const QString warning =
+                    dialog.findChild<QLabel*>(QStringLiteral("lblExplain"))->text();
+                QVERIFY(
+                    warning.startsWith(QStringLiteral("WARNING: There are 12 unsent messages")));
+                QVERIFY(
+                    warning.endsWith(QStringLiteral("\r\n\r\nIF YOU CHOOSE NOT TO DELETE THE "
+                                                    "OLD MESSAGES, THEY WILL ALL BE SENT NOW.")));
                 QTest::keyClick(&dialog, Qt::Key_Escape);
                 escape.stop();
             }

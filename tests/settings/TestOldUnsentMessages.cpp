@@ -74,25 +74,27 @@ class TestOldUnsentMessages : public QObject {
     }
 
   private Q_SLOTS:
-    void nothingIsCheckedWhileSendingIsOff() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        wire(t);
-        addMessages(t, db, 3, 30);
-        QCOMPARE(CheckOldUnsentMessages(*t.ctx, false), oldMessages::kNothingToAsk);
-        QCOMPARE(script_.shownWithCount, -1);
+    void noDialog_data() {
+        QTest::addColumn<bool>("sending");
+        QTest::addColumn<int>("ageDays");
+        QTest::addColumn<QStringList>("traces");
+        QTest::newRow("sending is off, old messages") << false << 30 << QStringList();
+        QTest::newRow("no message over a week old")
+            << true << 6
+            << QStringList{QStringLiteral("TRACE: There are no unsent messages over 1 week old")};
     }
-
-    void noOldMessagesNoDialog() {
+    void noDialog() {
+        QFETCH(bool, sending);
+        QFETCH(int, ageDays);
         TestEnvironment t;
         HelpDeskFixture db(t);
         wire(t);
         t.ctx->traceOn = true;
-        addMessages(t, db, 4, 6);
-        QCOMPARE(CheckOldUnsentMessages(*t.ctx, true), oldMessages::kNothingToAsk);
+        addMessages(t, db, 4, ageDays);
+        QCOMPARE(CheckOldUnsentMessages(*t.ctx, sending), oldMessages::kNothingToAsk);
         QCOMPARE(script_.shownWithCount, -1);
-        QCOMPARE(t.errors().reports.last(),
-                 QStringLiteral("TRACE: There are no unsent messages over 1 week old"));
+        QTEST(t.errors().reports, "traces");
+        QCOMPARE(unsent(db), 4);
     }
 
     void theOperatorDecides_data() {
@@ -138,13 +140,6 @@ class TestOldUnsentMessages : public QObject {
         } else {
             QVERIFY(t.boxes.shown().empty());
         }
-    }
-
-    void warningText() {
-        const QString warning = oldMessagesWarning(12);
-        QVERIFY(warning.startsWith(QStringLiteral("WARNING: There are 12 unsent messages")));
-        QVERIFY(warning.endsWith(QStringLiteral(
-            "\r\n\r\nIF YOU CHOOSE NOT TO DELETE THE OLD MESSAGES, THEY WILL ALL BE SENT NOW.")));
     }
 };
 

@@ -40,6 +40,8 @@ class FixedFolder final : public LocalFolder {
 // database of its own; the error manager's record outlives the run.
 struct Start {
     Start() : db(t) {
+        // What the start sets too, for the tests that prepare the store before it.
+        t.ctx->registryBasePath = BuiltInStringTable().LoadString(StringTable::kRegistryBasePath);
         t.ctx->instanceDbIniFolder = db.scratch.folder();
         t.env.stringTable = [] { return std::make_unique<BuiltInStringTable>(); };
         t.env.databaseManager = QtSqlDatabaseManager::factory();
@@ -119,7 +121,6 @@ class TestMain : public QObject {
     void anotherCopyOwnsTheControlsSection() {
         Start s;
         s.t.instanceGuard.running = true;
-        s.t.ctx->registryBasePath = BuiltInStringTable().LoadString(StringTable::kRegistryBasePath);
         SaveRegValue(*s.t.ctx, QStringLiteral("Controls"), QStringLiteral("State"),
                      QStringLiteral("1"));
         QVERIFY(!s.run());
@@ -133,7 +134,6 @@ class TestMain : public QObject {
 
     void anUnreachableDatabaseLeavesTheChannelAndTheLoginAlone() {
         Start s;
-        s.t.ctx->registryBasePath = BuiltInStringTable().LoadString(StringTable::kRegistryBasePath);
         s.db.execute(
             QStringLiteral("update SystemUsers set LoggedIn = 1, ComputerName = 'ELSEWHERE'"));
         s.t.ctx->databaseManager.reset();
@@ -155,7 +155,6 @@ class TestMain : public QObject {
 
     void aStopSwitchThatIsNoBooleanFailsTheStart() {
         Start s;
-        s.t.ctx->registryBasePath = BuiltInStringTable().LoadString(StringTable::kRegistryBasePath);
         SaveRegValue(*s.t.ctx, QStringLiteral("Options"), QStringLiteral("StopOnHold"),
                      QStringLiteral("perhaps"));
         QVERIFY(!s.run());

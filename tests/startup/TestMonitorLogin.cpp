@@ -37,6 +37,9 @@ class TestMonitorLogin : public QObject {
         QTest::addColumn<QString>("stored");
         QTest::addColumn<bool>("accepted");
         QTest::addColumn<QString>("message");
+        const QString ask =
+            QStringLiteral("  Please contact your system administrator for assistance.");
+        const QString invalid = QStringLiteral("The DBVersion setting is invalid.") + ask;
         QTest::newRow("12") << "12" << true << QString();
         QTest::newRow("12.4") << "12.4" << true << QString();
         QTest::newRow("12.5 is 12") << "12.5" << true << QString();
@@ -49,18 +52,10 @@ class TestMonitorLogin : public QObject {
             << "11" << false
             << QStringLiteral("The application is a later version than the database.  ") + kTail +
                    QStringLiteral("(Application Version =12, Database Version = 11)");
-        QTest::newRow("a word") << "twelve" << false
-                                << QStringLiteral(
-                                       "The DBVersion setting is invalid.  Please contact your "
-                                       "system administrator for assistance.");
-        QTest::newRow("empty") << "" << false
-                               << QStringLiteral(
-                                      "The DBVersion setting is invalid.  Please contact your "
-                                      "system administrator for assistance.");
+        QTest::newRow("a word") << "twelve" << false << invalid;
+        QTest::newRow("empty") << "" << false << invalid;
         QTest::newRow("null") << "<null>" << false
-                              << QStringLiteral(
-                                     "The DBVersion setting is missing.  Please contact your "
-                                     "system administrator for assistance.");
+                              << QStringLiteral("The DBVersion setting is missing.") + ask;
         QTest::newRow("no row") << "<none>" << false
                                 << QStringLiteral(
                                        "Unable to get the DBVersion setting from the database.");

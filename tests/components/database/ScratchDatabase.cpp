@@ -9,6 +9,8 @@
 #include <QSqlError>
 #include <QSqlQuery>
 
+#include <utility>
+
 namespace hvx::test {
 
 namespace {
@@ -39,6 +41,11 @@ void runOnServer(const PgTestServer& server, const QString& sql) {
     }
 }
 
+const std::pair<const char*, QString PgTestServer::*> kConnectionKeys[] = {
+    {"PGTEST_HOST", &PgTestServer::host},         {"PGTEST_PORT", &PgTestServer::port},
+    {"PGTEST_USER", &PgTestServer::user},         {"PGTEST_PASSWORD", &PgTestServer::password},
+    {"PGTEST_DATABASE", &PgTestServer::database}, {"PGTEST_BINDIR", &PgTestServer::bindir}};
+
 }  // namespace
 
 TestEngine testEngineFromEnvironment() {
@@ -68,18 +75,10 @@ PgTestServer PgTestServer::fromDir(const QString& dir) {
             value = value.mid(1, value.size() - 2);
         }
         const QString key = line.left(equals);
-        if (key == QLatin1String("PGTEST_HOST")) {
-            server.host = value;
-        } else if (key == QLatin1String("PGTEST_PORT")) {
-            server.port = value;
-        } else if (key == QLatin1String("PGTEST_USER")) {
-            server.user = value;
-        } else if (key == QLatin1String("PGTEST_PASSWORD")) {
-            server.password = value;
-        } else if (key == QLatin1String("PGTEST_DATABASE")) {
-            server.database = value;
-        } else if (key == QLatin1String("PGTEST_BINDIR")) {
-            server.bindir = value;
+        for (const auto& [name, member] : kConnectionKeys) {
+            if (key == QLatin1String(name)) {
+                server.*member = value;
+            }
         }
     }
     return server;

@@ -23,37 +23,23 @@ void TestSqlLiteralFormatters::text_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("literal");
     const QString nul(QChar(u'\0'));
-    QTest::newRow("jet quotes doubled") << "JET"
-                                        << "it's"
-                                        << "'it''s'";
-    QTest::newRow("jet NUL joined in") << "JET"
-                                       << "a" + nul + "b"
-                                       << "('a' || (char(0) || 'b'))";
-    QTest::newRow("jet only NUL") << "JET" << nul << "(char(0))";
-    QTest::newRow("jet backslash stays") << "JET"
-                                         << "a\\\nb"
-                                         << "'a\\\nb'";
-    QTest::newRow("server national literal") << "SQLSERVER"
-                                             << "Grüße 'x'"
-                                             << "N'Grüße ''x'''";
-    QTest::newRow("server type in any case") << "SqlServer"
-                                             << "x"
-                                             << "N'x'";
-    QTest::newRow("server empty") << "SQLSERVER"
-                                  << ""
-                                  << "N''";
-    QTest::newRow("server NUL") << "SQLSERVER"
-                                << "a" + nul << "CONCAT(N'a', NCHAR(0))";
-    QTest::newRow("server only NUL") << "SQLSERVER" << nul << "NCHAR(0)";
-    QTest::newRow("server backslash before line break") << "SQLSERVER"
-                                                        << "a\\\r\nb\\"
-                                                        << "CONCAT(N'a\\', N'\r\nb\\')";
-    QTest::newRow("server trailing blank") << "SQLSERVER"
-                                           << "a "
-                                           << "CONCAT(N'a ', N'')";
-    QTest::newRow("unknown type as JET") << "ORACLE"
-                                         << "it's"
-                                         << "'it''s'";
+    const auto row = [](const char* name, const char* type, const QString& text,
+                        const QString& literal) {
+        QTest::newRow(name) << QString::fromLatin1(type) << text << literal;
+    };
+    row("jet quotes doubled", "JET", "it's", "'it''s'");
+    row("jet NUL joined in", "JET", "a" + nul + "b", "('a' || (char(0) || 'b'))");
+    row("jet only NUL", "JET", nul, "(char(0))");
+    row("jet backslash stays", "JET", "a\\\nb", "'a\\\nb'");
+    row("server national literal", "SQLSERVER", "Grüße 'x'", "N'Grüße ''x'''");
+    row("server type in any case", "SqlServer", "x", "N'x'");
+    row("server empty", "SQLSERVER", "", "N''");
+    row("server NUL", "SQLSERVER", "a" + nul, "CONCAT(N'a', NCHAR(0))");
+    row("server only NUL", "SQLSERVER", nul, "NCHAR(0)");
+    row("server backslash before line break", "SQLSERVER", "a\\\r\nb\\",
+        "CONCAT(N'a\\', N'\r\nb\\')");
+    row("server trailing blank", "SQLSERVER", "a ", "CONCAT(N'a ', N'')");
+    row("unknown type as JET", "ORACLE", "it's", "'it''s'");
 }
 
 void TestSqlLiteralFormatters::text() {
@@ -68,23 +54,18 @@ void TestSqlLiteralFormatters::text() {
 void TestSqlLiteralFormatters::dates_data() {
     QTest::addColumn<QString>("type");
     QTest::addColumn<QString>("date");
-    QTest::addColumn<QString>("boolean");
-    QTest::newRow("jet") << "jet"
-                         << "'0987-03-04 05:06:07'"
-                         << "1";
-    QTest::newRow("server") << "SQLSERVER"
-                            << "'0987-03-04T05:06:07'"
-                            << "1";
+    QTest::newRow("jet") << QStringLiteral("jet") << QStringLiteral("'0987-03-04 05:06:07'");
+    QTest::newRow("server") << QStringLiteral("SQLSERVER")
+                            << QStringLiteral("'0987-03-04T05:06:07'");
 }
 
 void TestSqlLiteralFormatters::dates() {
     QFETCH(QString, type);
     QFETCH(QString, date);
-    QFETCH(QString, boolean);
     SqlLiteralValueFormatter formatter;
     formatter.SetDatabaseType(type);
     QCOMPARE(formatter.FormatDate(DateValue::fromParts(QDate(987, 3, 4), QTime(5, 6, 7))), date);
-    QCOMPARE(formatter.FormatBoolean(true), boolean);
+    QCOMPARE(formatter.FormatBoolean(true), QStringLiteral("1"));
     QCOMPARE(formatter.FormatBoolean(false), QStringLiteral("0"));
 }
 
