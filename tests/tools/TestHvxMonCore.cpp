@@ -184,6 +184,15 @@ class TestHvxMonCore : public QObject {
         QCOMPARE(core.get("Command"), u"0"_s);
     }
 
+    // No close command can reach a copy whose store cannot be used: it ends by itself.
+    void endsWhenTheStoreStaysUnusable() {
+        Core core;
+        QVERIFY(QDir().mkpath(core.folder.filePath(u"registry.sqlite3"_s)));
+        core.start();
+        QVERIFY(core.process.waitForFinished(90'000));
+        QCOMPARE(core.process.exitCode(), 4);
+    }
+
     void renewCommandEndsAndNextCopyGoesOnRunning() {
         Core core;
         core.useFolderAsDatabase();
