@@ -1,5 +1,6 @@
 #include "platform/posix/SocketWindowDirectory.h"
 #include "platform/posix/SpawnProcessLauncher.h"
+#include "support/Patience.h"
 
 #include <QDir>
 #include <QFile>
@@ -94,7 +95,7 @@ class TestSpawnProcessLauncher : public QObject {
                            hvx::WindowStyle::Normal);
         QVERIFY(QDir::setCurrent(previous));
         QVERIFY2(result.started, qPrintable(result.errorDescription));
-        QTRY_VERIFY(QFile::exists(recordFile));
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(recordFile), hvx::test::kPatienceMs);
         const QJsonObject record = readRecord(recordFile);
         QCOMPARE(record.value(QStringLiteral("arguments")).toVariant().toStringList(), arguments);
         QVERIFY(!QFile::exists(work.filePath(QStringLiteral("PWNED"))));
@@ -131,7 +132,7 @@ class TestSpawnProcessLauncher : public QObject {
             kHelper, {QStringLiteral("record"), recordFile}, static_cast<hvx::WindowStyle>(style));
         qunsetenv("HVX_SHOW_WINDOW");
         QVERIFY(result.started);
-        QTRY_VERIFY(QFile::exists(recordFile));
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(recordFile), hvx::test::kPatienceMs);
         // Exactly once: a second entry would leave the choice to the child's getenv.
         QCOMPARE(readRecord(recordFile).value(QStringLiteral("show")).toArray(),
                  QJsonArray{expected});
@@ -148,7 +149,7 @@ class TestSpawnProcessLauncher : public QObject {
                            hvx::WindowStyle::MinimizedNoActivate);
         QVERIFY(result.started);
         // start() came back while the child goes on: it shows its window afterwards.
-        QTRY_VERIFY(windows.findWindow(caption));
+        QTRY_VERIFY_WITH_TIMEOUT(windows.findWindow(caption), hvx::test::kPatienceMs);
         QFile file(pidFile);
         QVERIFY(file.open(QIODevice::ReadOnly));
         const qint64 pid = file.readAll().toLongLong();
@@ -156,9 +157,9 @@ class TestSpawnProcessLauncher : public QObject {
         QVERIFY(processExists(pid));
 
         QCOMPARE(::kill(static_cast<pid_t>(pid), SIGTERM), 0);
-        QTRY_VERIFY(!windows.findWindow(caption));
+        QTRY_VERIFY_WITH_TIMEOUT(!windows.findWindow(caption), hvx::test::kPatienceMs);
         // Reaped by the launcher's own timer, with no further start().
-        QTRY_VERIFY(!processExists(pid));
+        QTRY_VERIFY_WITH_TIMEOUT(!processExists(pid), hvx::test::kPatienceMs);
     }
 };
 
