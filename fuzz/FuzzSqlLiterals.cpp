@@ -160,7 +160,7 @@ void checkText(const QString& text) {
 // are error 5.
 void checkDate(std::int64_t raw) {
     constexpr std::int64_t kZeroToYear1 = -693593LL * 86400;  // 1 January 0001 from 30 Dec 1899
-    constexpr std::int64_t kSpan = 3652059LL * 86400 + 2 * 86400;
+    constexpr std::int64_t kSpan = (3652059LL + 2) * 86400;
     const DateValue value = DateValue::fromSecondsSinceZero(kZeroToYear1 - 86400 + raw % kSpan);
     const int year = value.date().year();
     SqlLiteralValueFormatter formatter;

@@ -149,8 +149,11 @@ class TestHvxMonCore : public QObject {
     }
 
     void init() {
-        // A session of its own per test, so that a window left by one never counts in another.
-        qputenv("HVX_SESSION", QByteArray("hvx-mon-core-") + QTest::currentTestFunction() + '-' +
+        // A session of its own per test and per run, so that a window left by one test, or
+        // shown by this test run from another build folder at the same time, never counts.
+        qputenv("HVX_SESSION", QByteArray("hvx-mon-core-") +
+                                   QByteArray::number(QCoreApplication::applicationPid()) + '-' +
+                                   QTest::currentTestFunction() + '-' +
                                    QByteArray(QTest::currentDataTag()));
     }
 
