@@ -1,8 +1,10 @@
 // The monitornames.txt reader: whatever the file holds, the list has only whole entries (a
-// trimmed name and folder, no comma, no line break), it stops exactly at the first non-blank
-// line without a comma, and the entries it found, written out again, read back the same.
+// name and folder without spaces around them, no comma, no line break), it stops exactly at the
+// first non-blank line without a comma, and the entries it found, written out again, read back the
+// same.
 #include "FuzzCheck.h"
 #include "channel/AppContext.h"
+#include "platform/Conversions.h"
 #include "startup/MonitorNames.h"
 
 #include <QFile>
@@ -65,7 +67,8 @@ QString describe(const MonitorNamesList& list) {
 void checkEntry(const MonitorNameEntry& entry, const QString& detail) {
     for (const QString* field : {&entry.name, &entry.folder}) {
         check(!field->isEmpty(), "an entry with an empty field", detail);
-        check(*field == field->trimmed(), "an entry with blanks around a field", detail);
+        // Only spaces count as blanks: a tab or form feed is part of the text.
+        check(*field == trimSpaces(*field), "an entry with blanks around a field", detail);
         check(!field->contains(QLatin1Char(',')), "an entry field holds a comma", detail);
         check(!field->contains(QLatin1Char('\r')) && !field->contains(QLatin1Char('\n')),
               "an entry field holds a line break", detail);
@@ -90,7 +93,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const QStringList lines = linesOf(inputText(data, size));
     qsizetype bad = 0;
     while (bad < lines.size() &&
-           (lines.at(bad).trimmed().isEmpty() || lines.at(bad).contains(QLatin1Char(',')))) {
+           (trimSpaces(lines.at(bad)).isEmpty() || lines.at(bad).contains(QLatin1Char(',')))) {
         ++bad;
     }
     if (bad == lines.size()) {
