@@ -70,7 +70,12 @@ bool XSession::start() {
                           {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})) ==
            0) {
         if (managerDeadline.hasExpired() || windowManager_.state() == QProcess::NotRunning) {
-            problem_ = QStringLiteral("openbox did not come up on ") + display;
+            problem_ = QStringLiteral("openbox did not come up on ") + display +
+                       (windowManager_.state() == QProcess::NotRunning
+                            ? QStringLiteral(" (it exited: ")
+                            : QStringLiteral(" (still starting: ")) +
+                       QString::fromLocal8Bit(windowManager_.readAllStandardError()) +
+                       QLatin1Char(')');
             return false;
         }
         QThread::msleep(100);
