@@ -4,6 +4,10 @@
 # store or log and can run in parallel.
 set(HVX_TEST_ROOT ${CMAKE_BINARY_DIR}/test-homes)
 file(MAKE_DIRECTORY ${HVX_TEST_ROOT})
+# Window and instance names are machine-wide (sockets named from the user and the session): a
+# suffix from the build folder keeps runs of one test in two build folders apart.
+string(MD5 HVX_TEST_SESSION_SUFFIX ${CMAKE_BINARY_DIR})
+string(SUBSTRING ${HVX_TEST_SESSION_SUFFIX} 0 8 HVX_TEST_SESSION_SUFFIX)
 
 function(hvx_add_test name)
     cmake_parse_arguments(ARG "" "LABEL;TIMEOUT" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
@@ -24,5 +28,5 @@ function(hvx_add_test name)
     set_tests_properties(${name} PROPERTIES
         LABELS ${ARG_LABEL}
         TIMEOUT ${ARG_TIMEOUT}
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;XDG_RUNTIME_DIR=${home}/runtime;XDG_CONFIG_HOME=${home}/config;XDG_DATA_HOME=${home}/data;HVX_REGISTRY=${home}/config/registry.sqlite3;HVX_SESSION=${name};HVX_BIN_DIR=${CMAKE_BINARY_DIR}/bin;${ARG_ENVIRONMENT}")
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;XDG_RUNTIME_DIR=${home}/runtime;XDG_CONFIG_HOME=${home}/config;XDG_DATA_HOME=${home}/data;HVX_REGISTRY=${home}/config/registry.sqlite3;HVX_SESSION=${name}-${HVX_TEST_SESSION_SUFFIX};HVX_BIN_DIR=${CMAKE_BINARY_DIR}/bin;${ARG_ENVIRONMENT}")
 endfunction()

@@ -150,7 +150,6 @@ int main(int argc, char* argv[]) {
         }
     }
 
-
     // SIGTERM and SIGHUP (the session ends, a service manager stops the Monitor) cannot be
     // declined: the orderly shutdown runs without a question. SIGINT (Ctrl-C in the terminal)
     // is the operator's own close request: the close box's path, and a No keeps running. A

@@ -403,14 +403,16 @@ bool RegistryDatabase::headerDamagedLocked(const struct stat& info) {
     if (info.st_size == seenSize_ && changeTime(info) == seenChange_) {
         return false;
     }
+    // Read through SQLite's own descriptor: closing one of our own on the file would drop every
+    // POSIX lock this process holds on it, SQLite's included, and another process closing its
+    // connection would then take itself for the last one and remove the journal under us.
     std::array<char, kSqliteHeaderSize> header{};
-    const int fd = ::open(file_.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    const ssize_t read = fd >= 0 ? ::pread(fd, header.data(), header.size(), 0) : -1;
-    if (fd >= 0) {
-        ::close(fd);
-    }
-    if (read == static_cast<ssize_t>(header.size()) &&
-        std::memcmp(header.data(), kSqliteHeader, header.size()) == 0) {
+    sqlite3_file* file = nullptr;
+    const bool read =
+        sqlite3_file_control(db_, "main", SQLITE_FCNTL_FILE_POINTER, &file) == SQLITE_OK &&
+        file != nullptr && file->pMethods != nullptr &&
+        file->pMethods->xRead(file, header.data(), static_cast<int>(header.size()), 0) == SQLITE_OK;
+    if (read && std::memcmp(header.data(), kSqliteHeader, header.size()) == 0) {
         seenSize_ = info.st_size;
         seenChange_ = changeTime(info);
         return false;

@@ -2,6 +2,7 @@
 #include "commands/NetSendAlerts.h"
 #include "fakes/TestEnvironment.h"
 #include "platform/posix/SpawnProcessLauncher.h"
+#include "support/Patience.h"
 #include "support/WebhookServer.h"
 
 #include <QDir>
@@ -40,7 +41,7 @@ class TestAlertDelivery : public QObject {
 
         SendOperatorAlerts(*t.ctx);
 
-        QTRY_COMPARE_WITH_TIMEOUT(hook.requests().size(), 2u, 15'000);
+        QTRY_COMPARE_WITH_TIMEOUT(hook.requests().size(), 2u, test::kPatienceMs);
         QStringList targets;
         for (const WebhookServer::Request& request : hook.requests()) {
             targets.append(QString::fromUtf8(request.target));

@@ -2,9 +2,10 @@
 #include "channel/ControlValues.h"
 #include "components/SqliteRegistryStore.h"
 #include "platform/posix/SocketWindowDirectory.h"
+#include "support/LeftoverPrograms.h"
+#include "support/Patience.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
@@ -148,7 +149,10 @@ class Installation {
             // A store that a test made unusable: the core never ran on it.
             qWarning().noquote() << error.description();
         }
-        QTRY_VERIFY_WITH_TIMEOUT(!window(kTitle + QStringLiteral(" Timer")), 5000);
+        const bool closed = QTest::qWaitFor(
+            [this] { return !window(kTitle + QStringLiteral(" Timer")); }, test::kPatienceMs);
+        test::killProgramsIn(app);
+        QVERIFY2(closed, "the core application did not take the close command");
     }
 
     QString session;
@@ -174,17 +178,20 @@ class TestMonitorEndToEnd : public QObject {
         QVERIFY(i.ok);
         i.setSetting(QStringLiteral("AutoStartMonitor"), QStringLiteral("1"));
         QProcess* monitor = i.startMonitor(QStringLiteral("keep"));
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")),
+                                 test::kPatienceMs);
         QCOMPARE(i.control("State"), QStringLiteral("1"));
         QVERIFY(i.window(kTitle + QStringLiteral(" Timer")));
         QCOMPARE(i.monitorRow("LoggedIn").toInt(), 1);
         QVERIFY(i.boxes().contains(QStringLiteral("\"kind\":\"dlgDeleteOldMessages\"")));
 
         i.setControl("Command", "3");
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Suspended)")), 6000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Suspended)")),
+                                 test::kPatienceMs);
         QCOMPARE(i.control("State"), QStringLiteral("2"));
         i.setControl("Command", "2");
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), 6000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")),
+                                 test::kPatienceMs);
 
         ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
         QVERIFY(monitor->waitForFinished(10000));
@@ -192,14 +199,14 @@ class TestMonitorEndToEnd : public QObject {
         QVERIFY2(i.log().trimmed().endsWith(QStringLiteral("TRACE  Closed")), qPrintable(i.log()));
         QCOMPARE(i.monitorRow("LoggedIn").toInt(), 0);
         // The exit command reaches the core, which closes.
-        QTRY_VERIFY_WITH_TIMEOUT(!i.window(kTitle + QStringLiteral(" Timer")), 6000);
+        QTRY_VERIFY_WITH_TIMEOUT(!i.window(kTitle + QStringLiteral(" Timer")), test::kPatienceMs);
     }
 
     void aSecondCopyIsRefused() {
         Installation i(QStringLiteral("e2e-second"));
         QVERIFY(i.ok);
         i.startMonitor();
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle), test::kPatienceMs);
         QProcess* second = i.startMonitor();
         QVERIFY(second->waitForFinished(10000));
         QVERIFY(second->exitCode() != 0);
@@ -225,8 +232,8 @@ class TestMonitorEndToEnd : public QObject {
         names.close();
         QProcess* north = i.startMonitor(QStringLiteral("select:North"));
         QProcess* south = i.startMonitor(QStringLiteral("select:South"));
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(QStringLiteral("North Monitor")), 15000);
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(QStringLiteral("South Monitor")), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(QStringLiteral("North Monitor")), test::kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(QStringLiteral("South Monitor")), test::kPatienceMs);
         QVariant value;
         int type = 0;
         for (const char* instance : {"North", "South"}) {
@@ -256,7 +263,10 @@ class TestMonitorEndToEnd : public QObject {
         }
     }
 
-    void anAbortedCoreIsRelaunchedAfterAMinute() {
+    // The relaunch a minute later, and the tolerance, are the timer loop's: its unit test pins
+    // them to the second with a settable clock. What needs the real programs is that the core's
+    // abort reaches the Monitor through the store and the window lookup.
+    void anAbortOfTheRealCoreIsHandled() {
         Installation i(QStringLiteral("e2e-abort"));
         QVERIFY(i.ok);
         i.setSetting(QStringLiteral("AutoStartMonitor"), QStringLiteral("1"));
@@ -266,17 +276,12 @@ class TestMonitorEndToEnd : public QObject {
                             RegistryStore::kTypeString, true);
         i.startMonitor(QStringLiteral("keep"));
         const QString core = kTitle + QStringLiteral(" Timer");
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(core), 15000);
-        QTRY_VERIFY_WITH_TIMEOUT(!i.window(core), 10000);
-        QElapsedTimer sinceAbort;
-        sinceAbort.start();
-        // The Monitor handles the abort on its next tick and writes State "1" again.
-        QTRY_COMPARE_WITH_TIMEOUT(i.control("State"), QStringLiteral("1"), 5000);
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(core), 75000);
-        QVERIFY2(sinceAbort.elapsed() >= 58000,
-                 qPrintable(QString::number(sinceAbort.elapsed()) + i.log()));
-        QVERIFY(i.log().contains(
-            QStringLiteral("Requesting the core application to restart in one minute.")));
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(core), test::kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(i.log().contains(QStringLiteral(
+                                     "Requesting the core application to restart in one minute.")),
+                                 test::kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(i.control("State"), QStringLiteral("1"), test::kPatienceMs);
+        QVERIFY(!i.window(core));
     }
 
     // An instance whose database cannot be reached: the operator asks for the wizard, the
@@ -383,26 +388,20 @@ class TestMonitorEndToEnd : public QObject {
         }
         filler.write(QByteArray(1, 'f'));
         filler.close();
-        // The log still grows into the free part of its last page; once that is used up, a
-        // trace line finds no room at all. Full: no growth over eight ticks.
+        // The trace lines of a suspend and a resume use up the free end of the log's last page;
+        // from then on a round leaves the log as it was, and supervision goes on.
         const QString logFile = folder + QStringLiteral("/monitorlog.txt");
-        qint64 size = -1;
-        int still = 0;
-        QElapsedTimer waited;
-        waited.start();
-        while (still < 8 && waited.elapsed() < 120000) {
-            QTest::qWait(1000);
-            const qint64 now = QFileInfo(logFile).size();
-            still = now == size ? still + 1 : 0;
-            size = now;
+        qint64 before = -1;
+        for (int round = 0; round < 60 && QFileInfo(logFile).size() != before; ++round) {
+            before = QFileInfo(logFile).size();
+            i.setControl("Command", "3");
+            QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Suspended)")),
+                                     test::kPatienceMs);
+            i.setControl("Command", "2");
+            QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")),
+                                     test::kPatienceMs);
         }
-        QVERIFY2(still >= 8, "the log folder never filled");
-
-        i.setControl("Command", "3");
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Suspended)")), 10000);
-        i.setControl("Command", "2");
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), 10000);
-        QCOMPARE(QFileInfo(logFile).size(), size);
+        QVERIFY2(QFileInfo(logFile).size() == before, "the log folder never filled");
 
         QVERIFY(QFile::remove(filler.fileName()));
         ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);

@@ -1,5 +1,6 @@
 #include "components/SqliteRegistryStore.h"
 #include "platform/posix/SocketWindowDirectory.h"
+#include "support/LeftoverPrograms.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -162,6 +163,8 @@ class Installation {
                 RegistryStore::kCurrentUser, kBase + section, QStringLiteral("Command"),
                 QStringLiteral("5"), RegistryStore::kTypeString, true);
         }
+        QTest::qWait(2000);
+        test::killProgramsIn(app);
     }
 
     const QString bin = qEnvironmentVariable("HVX_BIN_DIR");

@@ -1,4 +1,5 @@
 #include "platform/posix/SocketWindowDirectory.h"
+#include "support/Patience.h"
 
 #include <QProcess>
 #include <QTest>
@@ -19,7 +20,8 @@ std::unique_ptr<QProcess> holdElsewhere(const QString& caption, const QByteArray
     environment.insert(QStringLiteral("HVX_SESSION"), QString::fromUtf8(session));
     process->setProcessEnvironment(environment);
     process->start(QStringLiteral(HVX_PLATFORM_HELPER), {QStringLiteral("hold"), caption});
-    if (!process->waitForReadyRead(10'000) || !process->readAll().startsWith("ready")) {
+    if (!process->waitForReadyRead(hvx::test::kPatienceMs) ||
+        !process->readAll().startsWith("ready")) {
         return nullptr;
     }
     return process;
@@ -100,7 +102,7 @@ class TestSocketWindowDirectory : public QObject {
         QVERIFY(windows.findWindow(caption));
 
         ::kill(static_cast<pid_t>(holder->processId()), SIGKILL);
-        QVERIFY(holder->waitForFinished(10'000));
+        QVERIFY(holder->waitForFinished(hvx::test::kPatienceMs));
         // The kernel frees the name with the process: no grace period.
         QVERIFY(!windows.findWindow(caption));
         auto mine = windows.announce(caption);

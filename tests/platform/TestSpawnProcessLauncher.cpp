@@ -1,5 +1,6 @@
 #include "platform/posix/SocketWindowDirectory.h"
 #include "platform/posix/SpawnProcessLauncher.h"
+#include "support/Patience.h"
 
 #include <QDir>
 #include <QFile>
@@ -94,7 +95,7 @@ class TestSpawnProcessLauncher : public QObject {
                            hvx::WindowStyle::Normal);
         QVERIFY(QDir::setCurrent(previous));
         QVERIFY2(result.started, qPrintable(result.errorDescription));
-        QTRY_VERIFY(QFile::exists(recordFile));
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(recordFile), hvx::test::kPatienceMs);
         const QJsonObject record = readRecord(recordFile);
         QCOMPARE(record.value(QStringLiteral("arguments")).toVariant().toStringList(), arguments);
         QVERIFY(!QFile::exists(work.filePath(QStringLiteral("PWNED"))));
@@ -131,7 +132,7 @@ class TestSpawnProcessLauncher : public QObject {
             kHelper, {QStringLiteral("record"), recordFile}, static_cast<hvx::WindowStyle>(style));
         qunsetenv("HVX_SHOW_WINDOW");
         QVERIFY(result.started);
-        QTRY_VERIFY(QFile::exists(recordFile));
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(recordFile), hvx::test::kPatienceMs);
         // Exactly once: a second entry would leave the choice to the child's getenv.
         QCOMPARE(readRecord(recordFile).value(QStringLiteral("show")).toArray(),
                  QJsonArray{expected});
@@ -148,7 +149,7 @@ class TestSpawnProcessLauncher : public QObject {
                            hvx::WindowStyle::MinimizedNoActivate);
         QVERIFY(result.started);
         // start() came back while the child goes on: it shows its window afterwards.
-        QTRY_VERIFY(windows.findWindow(caption));
+        QTRY_VERIFY_WITH_TIMEOUT(windows.findWindow(caption), hvx::test::kPatienceMs);
         QFile file(pidFile);
         QVERIFY(file.open(QIODevice::ReadOnly));
         const qint64 pid = file.readAll().toLongLong();
@@ -156,9 +157,9 @@ class TestSpawnProcessLauncher : public QObject {
         QVERIFY(processExists(pid));
 
         QCOMPARE(::kill(static_cast<pid_t>(pid), SIGTERM), 0);
-        QTRY_VERIFY(!windows.findWindow(caption));
+        QTRY_VERIFY_WITH_TIMEOUT(!windows.findWindow(caption), hvx::test::kPatienceMs);
         // Reaped as it ended, with no further start().
-        QTRY_VERIFY(!processExists(pid));
+        QTRY_VERIFY_WITH_TIMEOUT(!processExists(pid), hvx::test::kPatienceMs);
     }
 
     void childrenEndingOnTheirOwnAreEachReaped() {
@@ -180,22 +181,22 @@ class TestSpawnProcessLauncher : public QObject {
                             QStringLiteral("echo $$ > '%1'; exit %2").arg(pidFile).arg(exitCode)},
                            hvx::WindowStyle::Normal)
                     .started);
-            QTRY_VERIFY(QFile(pidFile).size() > 0);
+            QTRY_VERIFY_WITH_TIMEOUT(QFile(pidFile).size() > 0, hvx::test::kPatienceMs);
             QFile file(pidFile);
             QVERIFY(file.open(QIODevice::ReadOnly));
             ended.append(file.readAll().trimmed().toLongLong());
             QVERIFY(ended.last() > 0);
         }
         for (const qint64 pid : ended) {
-            QTRY_VERIFY(!processExists(pid));
+            QTRY_VERIFY_WITH_TIMEOUT(!processExists(pid), hvx::test::kPatienceMs);
         }
-        QTRY_VERIFY(QFile(holdPid).size() > 0);
+        QTRY_VERIFY_WITH_TIMEOUT(QFile(holdPid).size() > 0, hvx::test::kPatienceMs);
         QFile file(holdPid);
         QVERIFY(file.open(QIODevice::ReadOnly));
         const qint64 held = file.readAll().toLongLong();
         QVERIFY(processExists(held));
         QCOMPARE(::kill(static_cast<pid_t>(held), SIGTERM), 0);
-        QTRY_VERIFY(!processExists(held));
+        QTRY_VERIFY_WITH_TIMEOUT(!processExists(held), hvx::test::kPatienceMs);
     }
 };
 

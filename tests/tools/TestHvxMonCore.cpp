@@ -3,6 +3,7 @@
 #include "components/BuiltInStringTable.h"
 #include "components/SqliteRegistryStore.h"
 #include "platform/posix/SocketWindowDirectory.h"
+#include "support/Patience.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -56,7 +57,7 @@ class Core {
     ~Core() {
         if (process.state() != QProcess::NotRunning) {
             process.terminate();
-            process.waitForFinished(5'000);
+            process.waitForFinished(hvx::test::kPatienceMs);
         }
     }
 
@@ -71,8 +72,8 @@ class Core {
         clock.start();
     }
     bool ended(int expectedCode) {
-        return process.waitForFinished(10'000) && process.exitStatus() == QProcess::NormalExit &&
-               process.exitCode() == expectedCode;
+        return process.waitForFinished(hvx::test::kPatienceMs) &&
+               process.exitStatus() == QProcess::NormalExit && process.exitCode() == expectedCode;
     }
     QString get(const char* name, const QString& section = kControls) {
         return channel.get(section, QLatin1String(name));
@@ -139,7 +140,7 @@ class TestHvxMonCore : public QObject {
         QProcess setup;
         setup.start(binary(u"hvx-dbsetup"_s),
                     {u"--db-ini"_s, databaseTemplate->path(), u"--demo"_s});
-        QVERIFY(setup.waitForFinished(30'000));
+        QVERIFY(setup.waitForFinished(hvx::test::kPatienceMs));
         QCOMPARE(setup.exitCode(), 0);
     }
     void cleanupTestCase() {
@@ -148,8 +149,11 @@ class TestHvxMonCore : public QObject {
     }
 
     void init() {
-        // A session of its own per test, so that a window left by one never counts in another.
-        qputenv("HVX_SESSION", QByteArray("hvx-mon-core-") + QTest::currentTestFunction() + '-' +
+        // A session of its own per test and per run, so that a window left by one test, or
+        // shown by this test run from another build folder at the same time, never counts.
+        qputenv("HVX_SESSION", QByteArray("hvx-mon-core-") +
+                                   QByteArray::number(QCoreApplication::applicationPid()) + '-' +
+                                   QTest::currentTestFunction() + '-' +
                                    QByteArray(QTest::currentDataTag()));
     }
 
@@ -158,10 +162,11 @@ class TestHvxMonCore : public QObject {
         core.useFolderAsDatabase();
         core.set("Command", u"1"_s);
         core.start();
-        QTRY_COMPARE(core.get("State"), u"1"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(core.get("State"), u"1"_s, hvx::test::kPatienceMs);
         QCOMPARE(core.get("Command"), u"0"_s);
-        QTRY_VERIFY(shown(kDefaultCaption));
-        QTRY_VERIFY(core.get("Status").startsWith(u"Running"_s));
+        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(core.get("Status").startsWith(u"Running"_s),
+                                 hvx::test::kPatienceMs);
         QCOMPARE(core.get("Processing"), u"0"_s);
 
         const struct {
@@ -171,12 +176,14 @@ class TestHvxMonCore : public QObject {
         for (const auto& step : steps) {
             core.set("Command", QLatin1String(step.command));
             // The command is taken (reset) before the new state is written.
-            QTRY_COMPARE(core.get("State"), QLatin1String(step.state));
+            QTRY_COMPARE_WITH_TIMEOUT(core.get("State"), QLatin1String(step.state),
+                                      hvx::test::kPatienceMs);
             QCOMPARE(core.get("Command"), u"0"_s);
         }
         // The Monitor clears Status when it gives Suspend or Resume; the core writes it again.
         core.set("Status", QString());
-        QTRY_VERIFY(core.get("Status").startsWith(u"Running"_s));
+        QTRY_VERIFY_WITH_TIMEOUT(core.get("Status").startsWith(u"Running"_s),
+                                 hvx::test::kPatienceMs);
 
         core.set("Command", u"5"_s);
         QVERIFY(core.ended(0));
@@ -184,12 +191,21 @@ class TestHvxMonCore : public QObject {
         QCOMPARE(core.get("Command"), u"0"_s);
     }
 
+    // No close command can reach a copy whose store cannot be used: it ends by itself.
+    void endsWhenTheStoreStaysUnusable() {
+        Core core;
+        QVERIFY(QDir().mkpath(core.folder.filePath(u"registry.sqlite3"_s)));
+        core.start();
+        QVERIFY(core.process.waitForFinished(90'000));
+        QCOMPARE(core.process.exitCode(), 4);
+    }
+
     void renewCommandEndsAndNextCopyGoesOnRunning() {
         Core core;
         core.useFolderAsDatabase();
         core.set("Command", u"1"_s);
         core.start();
-        QTRY_VERIFY(shown(kDefaultCaption));
+        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
         core.set("Command", u"6"_s);
         QVERIFY(core.ended(0));
         QVERIFY(!shown(kDefaultCaption));
@@ -198,8 +214,9 @@ class TestHvxMonCore : public QObject {
         // The Monitor starts a new copy without a new Start command: it takes up State "1".
         core.set("Status", QString());
         core.start();
-        QTRY_VERIFY(shown(kDefaultCaption));
-        QTRY_VERIFY(core.get("Status").startsWith(u"Running"_s));
+        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(core.get("Status").startsWith(u"Running"_s),
+                                 hvx::test::kPatienceMs);
     }
 
     void instanceUsesItsOwnSectionAndCaption() {
@@ -210,8 +227,8 @@ class TestHvxMonCore : public QObject {
         core.set("Command", u"1"_s, north);
         core.set("Command", u"3"_s);
         core.start({u"North"_s});
-        QTRY_COMPARE(core.get("State", north), u"1"_s);
-        QTRY_VERIFY(shown(caption));
+        QTRY_COMPARE_WITH_TIMEOUT(core.get("State", north), u"1"_s, hvx::test::kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(shown(caption), hvx::test::kPatienceMs);
         QVERIFY(!shown(kDefaultCaption));
         QCOMPARE(core.get("Command"), u"3"_s);
         QCOMPARE(core.get("State"), QString::fromLatin1(kMissing));
@@ -227,8 +244,7 @@ class TestHvxMonCore : public QObject {
         core.useFolderAsDatabase();
         core.set("Command", u"1"_s);
         core.start({}, u"abort-after:2"_s);
-        QTRY_VERIFY(shown(kDefaultCaption));
-        QCOMPARE(core.get("State"), u"1"_s);
+        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
         QVERIFY(core.ended(3));
         QVERIFY(core.clock.elapsed() >= 1900);
         QCOMPARE(core.get("State"), u"999"_s);
@@ -240,9 +256,10 @@ class TestHvxMonCore : public QObject {
         core.useFolderAsDatabase();
         core.set("Command", u"1"_s);
         core.start({}, u"no-window, error-after:1"_s);
-        QTRY_COMPARE(core.get("State"), u"1"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(core.get("State"), u"1"_s, hvx::test::kPatienceMs);
         // A second after the start, well after any window would have been shown.
-        QTRY_VERIFY(core.get("ErrorInfo") != QLatin1String(kMissing));
+        QTRY_VERIFY_WITH_TIMEOUT(core.get("ErrorInfo") != QLatin1String(kMissing),
+                                 hvx::test::kPatienceMs);
         QVERIFY(core.clock.elapsed() >= 900);
         QVERIFY(!core.get("ErrorInfo").trimmed().isEmpty());
         QVERIFY(!shown(kDefaultCaption));
@@ -253,9 +270,10 @@ class TestHvxMonCore : public QObject {
         core.useFolderAsDatabase();
         core.set("Command", u"1"_s);
         core.start({}, u"slow-start:2"_s);
-        QTRY_COMPARE(core.get("State"), u"1"_s);
-        QVERIFY(!shown(kDefaultCaption));
-        QTRY_VERIFY(shown(kDefaultCaption));
+        QTRY_COMPARE_WITH_TIMEOUT(core.get("State"), u"1"_s, hvx::test::kPatienceMs);
+        // Running, and no window for two seconds (on a busy machine they may be over already).
+        QVERIFY(!shown(kDefaultCaption) || core.clock.elapsed() >= 1900);
+        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
         QVERIFY(core.clock.elapsed() >= 1900);
     }
 
@@ -264,10 +282,11 @@ class TestHvxMonCore : public QObject {
         core.useFolderAsDatabase();
         core.set("Command", u"1"_s);
         core.start({}, u"db-issues,ignore-commands"_s);
-        QTRY_COMPARE(core.get("CoreHasDBIssues"), u"1"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(core.get("CoreHasDBIssues"), u"1"_s, hvx::test::kPatienceMs);
         // The first tick has written the status: had it taken the command, it would have then.
-        QTRY_VERIFY(core.get("Status") != QLatin1String(kMissing));
-        QTRY_VERIFY(shown(kDefaultCaption));
+        QTRY_VERIFY_WITH_TIMEOUT(core.get("Status") != QLatin1String(kMissing),
+                                 hvx::test::kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
         QCOMPARE(core.get("Command"), u"1"_s);
         QVERIFY(core.get("State") != QLatin1String("1"));
         // Signals still end it.
@@ -289,13 +308,15 @@ class TestHvxMonCore : public QObject {
         core.set("StopSendingEmail", u"1"_s, kOptions);
         core.set("Command", u"1"_s);
         core.start();
-        QTRY_VERIFY(core.get("Status").contains(u"sending is off"_s));
+        QTRY_VERIFY_WITH_TIMEOUT(core.get("Status").contains(u"sending is off"_s),
+                                 hvx::test::kPatienceMs);
         QCOMPARE(sql(file, unsent), demoUnsent);
 
         core.set("StopSendingEmail", u"0"_s, kOptions);
         core.set("Command", u"4"_s);
-        QTRY_COMPARE(sql(file, unsent), 0);
-        QTRY_VERIFY(core.get("Status").contains(u"%1 messages sent"_s.arg(demoUnsent)));
+        QTRY_COMPARE_WITH_TIMEOUT(sql(file, unsent), 0, hvx::test::kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(core.get("Status").contains(u"%1 messages sent"_s.arg(demoUnsent)),
+                                 hvx::test::kPatienceMs);
         // Stamped with a time, and the message sent before keeps its own stamp.
         QCOMPARE(sql(file, u"select count(*) from Messages where Sent = LastModified"_s),
                  demoUnsent);
@@ -314,10 +335,11 @@ class TestHvxMonCore : public QObject {
         core.useFolderAsDatabase();
         core.set("Command", u"1"_s);
         core.start();
-        QTRY_COMPARE(core.get("CoreHasDBIssues"), u"1"_s);
-        QTRY_VERIFY(core.get("Status").startsWith(u"Running; database unreachable"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(core.get("CoreHasDBIssues"), u"1"_s, hvx::test::kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(core.get("Status").startsWith(u"Running; database unreachable"_s),
+                                 hvx::test::kPatienceMs);
         // Without a database the title is the string table's.
-        QTRY_VERIFY(shown(kDefaultCaption));
+        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
     }
 
     void titleFollowsTheMonitors_data() {
@@ -342,7 +364,7 @@ class TestHvxMonCore : public QObject {
         }
         core.set("Command", u"1"_s);
         core.start({}, {}, program);
-        QTRY_VERIFY(shown(caption));
+        QTRY_VERIFY_WITH_TIMEOUT(shown(caption), hvx::test::kPatienceMs);
         QCOMPARE(core.get("State"), u"1"_s);
     }
 };

@@ -58,6 +58,14 @@ bool CoreDatabase::connect(QtSqlDatabaseManager& database, QString& error) {
 }
 
 std::optional<QString> CoreDatabase::shortMonitorName() {
+    try {
+        return lookUpShortMonitorName();
+    } catch (const RuntimeError&) {
+        return std::nullopt;  // a store that cannot be read: the ticks say so
+    }
+}
+
+std::optional<QString> CoreDatabase::lookUpShortMonitorName() {
     if (!configured()) {
         return std::nullopt;
     }

@@ -25,7 +25,7 @@ class CoreDatabase {
     bool configured() const;
 
     // The term SHORT_PRODUCT_NAME_MONITOR (its key when the term is missing, like the
-    // Monitor's term lookup); nothing when the database cannot be reached.
+    // Monitor's term lookup); nothing when the database or the store cannot be reached.
     std::optional<QString> shortMonitorName();
 
     struct SendResult {
@@ -39,6 +39,7 @@ class CoreDatabase {
     SendResult sendUnsent(bool sendingOn, const DateValue& now);
 
   private:
+    std::optional<QString> lookUpShortMonitorName();
     // Connected, or the reason why not.
     bool connect(QtSqlDatabaseManager& database, QString& error);
 
