@@ -45,6 +45,10 @@ cleanup() {
     local status=$?
     trap - EXIT INT TERM
     [ -n "$pause" ] && kill "$pause" 2>/dev/null || true
+    # A run that failed before the core application reported may still have started it.
+    if [ -z "$core" ] && [ -n "$monitor" ]; then
+        core=$(cut -d' ' -f1 "/proc/$monitor/task/$monitor/children" 2>/dev/null || true)
+    fi
     if [ -n "$monitor" ] && kill -0 "$monitor" 2>/dev/null; then
         kill -TERM "$monitor" 2>/dev/null || true
         for _ in $(seq 100); do kill -0 "$monitor" 2>/dev/null || break; sleep 0.1; done

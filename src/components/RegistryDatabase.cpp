@@ -262,7 +262,8 @@ int RegistryDatabase::Statement::changes() const {
     return sqlite3_changes(sqlite3_db_handle(stmt_));
 }
 
-RegistryDatabase::RegistryDatabase(QString path) : path_(std::move(path)) {}
+RegistryDatabase::RegistryDatabase(QString path)
+    : path_(std::move(path)), file_(QFile::encodeName(path_)) {}
 
 RegistryDatabase::~RegistryDatabase() {
     const std::lock_guard lock(mutex_);
@@ -296,7 +297,7 @@ void RegistryDatabase::ensureUsable() {
     bool replaced = false;
     if (db_ != nullptr) {
         struct stat info {};
-        const bool present = ::stat(QFile::encodeName(path_).constData(), &info) == 0;
+        const bool present = ::stat(file_.constData(), &info) == 0;
         if (!present || info.st_dev != device_ || info.st_ino != inode_) {
             closeLocked();
             replaced = true;
@@ -334,7 +335,7 @@ bool RegistryDatabase::openLocked() {
 
 RegistryDatabase::OpenFailure RegistryDatabase::tryOpenLocked() {
     damaged_ = false;
-    const QByteArray file = QFile::encodeName(path_);
+    const QByteArray& file = file_;
     if (file.isEmpty()) {
         lastError_ = QStringLiteral("no path for the store");
         return OpenFailure::Unusable;
@@ -351,6 +352,11 @@ RegistryDatabase::OpenFailure RegistryDatabase::tryOpenLocked() {
     inode_ = info.st_ino;
     seenSize_ = info.st_size;
     seenChange_ = changeTime(info);
+    // Memory statistics take a process-wide lock on every allocation, and nothing here reads
+    // them. SQLite accepts the setting only before its first use in the process; later it
+    // refuses, which changes nothing.
+    static const int statistics = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+    Q_UNUSED(statistics);
     // mutex_ serialises every use of the connection, so SQLite's own mutex is not needed.
     const int opened = sqlite3_open_v2(file.constData(), &db_,
                                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
@@ -388,8 +394,7 @@ RegistryDatabase::OpenFailure RegistryDatabase::tryOpenLocked() {
 
 bool RegistryDatabase::openFileReplacedLocked() const {
     struct stat info {};
-    return ::stat(QFile::encodeName(path_).constData(), &info) != 0 || info.st_dev != device_ ||
-           info.st_ino != inode_;
+    return ::stat(file_.constData(), &info) != 0 || info.st_dev != device_ || info.st_ino != inode_;
 }
 
 // SQLite trusts its page cache while the journal says nothing changed, so a file overwritten
@@ -420,7 +425,7 @@ bool RegistryDatabase::headerDamagedLocked(const struct stat& info) {
 // Under the folder lock, so that two processes that found the same damage put aside one
 // file, not the damaged one and then the fresh one.
 void RegistryDatabase::putDamagedFileAsideLocked() {
-    const QByteArray file = QFile::encodeName(path_);
+    const QByteArray& file = file_;
     const QString reason = lastError_;
     const FolderLock folderLock(file);
     struct stat info {};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QVariant>
 
@@ -103,6 +104,8 @@ class RegistryDatabase {
     void readRecoveryNoteLocked();
 
     const QString path_;
+    // The path as the system takes it, encoded once: every use of the store checks it.
+    const QByteArray file_;
     mutable std::mutex mutex_;
     sqlite3* db_ = nullptr;
     std::array<sqlite3_stmt*, kSqlCount> statements_{};

@@ -158,8 +158,45 @@ class TestSpawnProcessLauncher : public QObject {
 
         QCOMPARE(::kill(static_cast<pid_t>(pid), SIGTERM), 0);
         QTRY_VERIFY_WITH_TIMEOUT(!windows.findWindow(caption), hvx::test::kPatienceMs);
-        // Reaped by the launcher's own timer, with no further start().
+        // Reaped as it ended, with no further start().
         QTRY_VERIFY_WITH_TIMEOUT(!processExists(pid), hvx::test::kPatienceMs);
+    }
+
+    void childrenEndingOnTheirOwnAreEachReaped() {
+        // One watch per child: the ones that end are collected while another still runs.
+        QTemporaryDir work;
+        hvx::SpawnProcessLauncher launcher;
+        const QString holdPid = work.filePath(QStringLiteral("hold"));
+        QVERIFY(launcher
+                    .start(kHelper, {QStringLiteral("hold"), QStringLiteral("Held"), holdPid},
+                           hvx::WindowStyle::MinimizedNoActivate)
+                    .started);
+        QList<qint64> ended;
+        for (int exitCode = 0; exitCode < 3; ++exitCode) {
+            const QString pidFile = work.filePath(QString::number(exitCode));
+            QVERIFY(
+                launcher
+                    .start(QStringLiteral("/bin/sh"),
+                           {QStringLiteral("-c"),
+                            QStringLiteral("echo $$ > '%1'; exit %2").arg(pidFile).arg(exitCode)},
+                           hvx::WindowStyle::Normal)
+                    .started);
+            QTRY_VERIFY_WITH_TIMEOUT(QFile(pidFile).size() > 0, hvx::test::kPatienceMs);
+            QFile file(pidFile);
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            ended.append(file.readAll().trimmed().toLongLong());
+            QVERIFY(ended.last() > 0);
+        }
+        for (const qint64 pid : ended) {
+            QTRY_VERIFY_WITH_TIMEOUT(!processExists(pid), hvx::test::kPatienceMs);
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(QFile(holdPid).size() > 0, hvx::test::kPatienceMs);
+        QFile file(holdPid);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const qint64 held = file.readAll().toLongLong();
+        QVERIFY(processExists(held));
+        QCOMPARE(::kill(static_cast<pid_t>(held), SIGTERM), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(!processExists(held), hvx::test::kPatienceMs);
     }
 };
 

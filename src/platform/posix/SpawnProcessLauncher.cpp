@@ -5,6 +5,7 @@
 
 #include <spawn.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
@@ -19,7 +20,6 @@ namespace hvx {
 namespace {
 
 constexpr char kShowWindowVariable[] = "HVX_SHOW_WINDOW";
-constexpr int kReapIntervalMs = 1000;
 
 QString errnoText(int number) {
     char buffer[256] = {};
@@ -74,6 +74,14 @@ bool writeWhole(int fd, const QByteArray& bytes) {
     return true;
 }
 
+// True once the child has been collected. ECHILD: someone else reaped it (a SIGCHLD handler
+// set to ignore); it is gone all the same.
+bool reaped(pid_t pid) {
+    int status = 0;
+    const pid_t result = ::waitpid(pid, &status, WNOHANG);
+    return result == pid || (result < 0 && errno == ECHILD);
+}
+
 // RAII for the two spawn objects, so every early return destroys them.
 struct SpawnSetup {
     posix_spawn_file_actions_t actions;
@@ -92,9 +100,16 @@ struct SpawnSetup {
 
 }  // namespace
 
-SpawnProcessLauncher::SpawnProcessLauncher() {
-    reaper_.setInterval(kReapIntervalMs);
-    QObject::connect(&reaper_, &QTimer::timeout, [this] { reapEnded(); });
+SpawnProcessLauncher::SpawnProcessLauncher() = default;
+
+SpawnProcessLauncher::Child::Child(pid_t processId, int descriptor)
+    : pid(processId), pidfd(descriptor) {}
+
+SpawnProcessLauncher::Child::~Child() {
+    endWatch.reset();
+    if (pidfd >= 0) {
+        ::close(pidfd);
+    }
 }
 
 SpawnProcessLauncher::~SpawnProcessLauncher() {
@@ -175,25 +190,42 @@ LaunchResult SpawnProcessLauncher::start(const QString& program, const QStringLi
     if (error != 0) {
         return {false, error, errnoText(error)};
     }
-    children_.push_back(pid);
-    if (!reaper_.isActive()) {
-        reaper_.start();
-    }
+    watch(pid);
     return {true, 0, QString()};
 }
 
-void SpawnProcessLauncher::reapEnded() {
-    const auto ended = [](pid_t pid) {
-        int status = 0;
-        const pid_t result = ::waitpid(pid, &status, WNOHANG);
-        // ECHILD: someone else reaped it (a SIGCHLD handler set to ignore); it is gone all the
-        // same.
-        return result == pid || (result < 0 && errno == ECHILD);
-    };
-    children_.erase(std::remove_if(children_.begin(), children_.end(), ended), children_.end());
-    if (children_.empty()) {
-        reaper_.stop();
+void SpawnProcessLauncher::watch(pid_t pid) {
+    // The child is not collected before its descriptor is open, so the number cannot have
+    // passed to another process yet.
+    // The system call itself: this C library's header for it lacks C++ linkage.
+    const int pidfd = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+    auto& child = children_.emplace_back(std::make_unique<Child>(pid, pidfd));
+    if (pidfd < 0) {
+        return;
     }
+    // A process descriptor becomes readable when the process ends.
+    child->endWatch = std::make_unique<QSocketNotifier>(pidfd, QSocketNotifier::Read);
+    QObject::connect(child->endWatch.get(), &QSocketNotifier::activated,
+                     [this, pid] { collect(pid); });
+}
+
+void SpawnProcessLauncher::collect(pid_t pid) {
+    const auto it = std::find_if(children_.begin(), children_.end(),
+                                 [pid](const auto& child) { return child->pid == pid; });
+    if (it == children_.end() || !reaped(pid)) {
+        return;
+    }
+    // This runs inside the notifier's own signal: it goes when the event loop comes back.
+    QSocketNotifier* notifier = (*it)->endWatch.release();
+    notifier->setEnabled(false);
+    notifier->deleteLater();
+    children_.erase(it);
+}
+
+void SpawnProcessLauncher::reapEnded() {
+    children_.erase(std::remove_if(children_.begin(), children_.end(),
+                                   [](const auto& child) { return reaped(child->pid); }),
+                    children_.end());
 }
 
 }  // namespace hvx

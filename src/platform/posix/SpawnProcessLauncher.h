@@ -2,9 +2,10 @@
 
 #include "platform/OsServices.h"
 
-#include <QTimer>
+#include <QSocketNotifier>
 
 #include <sys/types.h>
+#include <memory>
 #include <vector>
 
 namespace hvx {
@@ -15,9 +16,11 @@ namespace hvx {
 // (with the focus) or "normal", default signal handling, and no open descriptor beyond
 // standard input, output and error.
 //
-// The children are not waited for, but they are reaped: while any runs, a timer of the
-// calling thread's event loop collects the ones that have ended, so none lingers as a zombie
-// for more than about a second. Needs an event loop in the thread that calls start().
+// The children are not waited for, but they are reaped: each child's process descriptor is
+// watched by the calling thread's event loop, which collects the child as soon as it ends.
+// Nothing wakes up while the children run. Needs an event loop in the thread that calls
+// start(). Should the system refuse a descriptor, that child is collected by the next start()
+// or by the destructor instead.
 class SpawnProcessLauncher final : public ProcessLauncher {
   public:
     SpawnProcessLauncher();
@@ -37,10 +40,23 @@ class SpawnProcessLauncher final : public ProcessLauncher {
     static QByteArray showWindowValue(WindowStyle style);
 
   private:
+    struct Child {
+        Child(pid_t processId, int descriptor);
+        ~Child();
+        Child(const Child&) = delete;
+        Child& operator=(const Child&) = delete;
+
+        pid_t pid;
+        int pidfd;  // -1 when the system gave none
+        // Declared after the descriptor, so it goes first.
+        std::unique_ptr<QSocketNotifier> endWatch;
+    };
+
+    void watch(pid_t pid);
+    void collect(pid_t pid);
     void reapEnded();
 
-    std::vector<pid_t> children_;
-    QTimer reaper_;
+    std::vector<std::unique_ptr<Child>> children_;
 };
 
 }  // namespace hvx
