@@ -154,14 +154,17 @@ int main(int argc, char* argv[]) {
     // declined: the orderly shutdown runs without a question. SIGINT (Ctrl-C in the terminal)
     // is the operator's own close request: the close box's path, and a No keeps running. A
     // second Ctrl-C while that question is open is not asked again. A signal that arrives
-    // during start-up waits for the window, so the shutdown it asks for can be done in order.
+    // during start-up (also while the window loads and lets events through) waits for the
+    // event loop: an exit asked before the loop runs would be lost, and the Monitor would
+    // stay up after its orderly shutdown.
     SessionSignals sessionEnd({SIGTERM, SIGINT, SIGHUP});
     std::unique_ptr<frmMonitor> window;
-    int signalBeforeWindow = 0;
+    bool started = false;
+    int signalDuringStartUp = 0;
     bool asking = false;
     const auto endBySignal = [&](int number) {
-        if (!window) {
-            signalBeforeWindow = number;
+        if (!started) {
+            signalDuringStartUp = number;
         } else if (number != SIGINT) {
             window->Form_Unload();
             // Unlike quit(), which windows and dialogs may decline.
@@ -181,8 +184,9 @@ int main(int argc, char* argv[]) {
     if (!shown) {
         return 1;
     }
-    if (signalBeforeWindow != 0) {
-        QTimer::singleShot(0, &application, [&] { endBySignal(signalBeforeWindow); });
+    started = true;
+    if (signalDuringStartUp != 0) {
+        QTimer::singleShot(0, &application, [&] { endBySignal(signalDuringStartUp); });
     }
     return QApplication::exec();
 }
