@@ -3,6 +3,7 @@
 #include "screen/ScreenTestMain.h"
 
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
 
 using namespace hvx::test;
@@ -11,11 +12,26 @@ namespace {
 
 const QString kTitle = QStringLiteral("Help Desk Monitor");
 
+const QString kBoxTitle = QStringLiteral("HvxMonitor");
+
 // A text as the window shows it; a wrapped one is looked for word by word, since where its
-// lines break is the label's business.
+// lines break is the label's business. Some are drawn in a font of their own (the splash's, a
+// wizard page's title), some light on a dark ground.
 struct Caption {
     QString text;
     bool wraps = false;
+    int pointSize = 0;
+    bool bold = false;
+    bool light = false;
+
+    QFont font() const {
+        QFont font = QApplication::font();
+        if (pointSize > 0) {
+            font.setPointSize(pointSize);
+        }
+        font.setBold(bold);
+        return font;
+    }
 };
 
 }  // namespace
@@ -31,31 +47,39 @@ class TestTextsDrawnWhole : public QObject {
     explicit TestTextsDrawnWhole(XSession& session) : session_(session) {}
 
   private:
-    // The screen around the active window, with room for the menus it opens, in gray.
-    QImage screenAroundActiveWindow(qreal scale, QPoint& origin) const {
+    // The screen around the active window, with room for the menus it opens, in gray; the
+    // splash lies in the middle of the screen, whatever window is active.
+    QImage screenAround(const QString& window, qreal scale, QPoint& origin) const {
         const QImage screen = session_.grab();
         const int room = static_cast<int>(320 * scale);
-        const QRect area = session_.windowGeometry(session_.activeWindow())
-                               .adjusted(-room / 8, -room / 4, room, room)
-                               .intersected(screen.rect());
+        QRect area = session_.windowGeometry(session_.activeWindow())
+                         .adjusted(-room / 8, -room / 4, room, room);
+        if (window == QLatin1String("splash")) {
+            area = QRect(QPoint(), QSize(480, 240) * scale);
+            area.moveCenter(screen.rect().center());
+        }
+        area = area.intersected(screen.rect());
         origin = area.isEmpty() ? QPoint() : area.topLeft();
         return (area.isEmpty() ? screen : screen.copy(area))
             .convertToFormat(QImage::Format_Grayscale8);
     }
 
-    QStringList notDrawn(const QList<Caption>& captions, qreal scale) const {
+    QStringList notDrawn(const QString& window, const QList<Caption>& captions, qreal scale) const {
         QPoint origin;
-        const QImage screen = screenAroundActiveWindow(scale, origin);
+        const QImage screen = screenAround(window, scale, origin);
+        QImage inverted = screen;
+        inverted.invertPixels();
         QStringList missing;
         for (const Caption& caption : captions) {
+            const QImage& ground = caption.light ? inverted : screen;
             if (caption.wraps) {
                 const QStringList words =
-                    wordsNotDrawn(screen, caption.text, scale, QGuiApplication::font());
+                    wordsNotDrawn(ground, caption.text, scale, caption.font());
                 if (!words.isEmpty()) {
                     missing << caption.text.left(20) + QStringLiteral("... (words: ") +
                                    words.join(QLatin1Char(' ')) + QLatin1Char(')');
                 }
-            } else if (!DrawnText(caption.text, scale, QGuiApplication::font()).findIn(screen)) {
+            } else if (!DrawnText(caption.text, scale, caption.font()).findIn(ground)) {
                 missing << caption.text;
             }
         }
@@ -63,27 +87,35 @@ class TestTextsDrawnWhole : public QObject {
     }
 
     // Waits for the window to show something of its own, then a little for all of it.
-    QStringList missingOnceShown(const QList<Caption>& captions, qreal scale) const {
-        QStringList missing = notDrawn(captions, scale);
+    QStringList missingOnceShown(const QString& window, const QList<Caption>& captions,
+                                 qreal scale) const {
+        QStringList missing = notDrawn(window, captions, scale);
         const QDeadlineTimer shown(20000);
         while (missing.size() == captions.size() && !shown.hasExpired()) {
             QTest::qWait(200);
-            missing = notDrawn(captions, scale);
+            missing = notDrawn(window, captions, scale);
         }
         const QDeadlineTimer painted(3000);
         while (!missing.isEmpty() && !painted.hasExpired()) {
             QTest::qWait(200);
-            missing = notDrawn(captions, scale);
+            missing = notDrawn(window, captions, scale);
+        }
+        // HVX_SCREEN_GRABS=FOLDER keeps what each row saw, to look at by eye.
+        if (const QString folder = qEnvironmentVariable("HVX_SCREEN_GRABS"); !folder.isEmpty()) {
+            QPoint origin;
+            screenAround(window, scale, origin)
+                .save(folder + QLatin1Char('/') + QString::fromLatin1(QTest::currentDataTag()) +
+                      QStringLiteral(".png"));
         }
         return missing;
     }
 
     bool clickText(const QString& text, qreal scale) const {
-        const DrawnText drawn(text, scale, QGuiApplication::font());
+        const DrawnText drawn(text, scale, QApplication::font());
         const QDeadlineTimer deadline(20000);
         do {
             QPoint origin;
-            if (const auto at = drawn.findIn(screenAroundActiveWindow(scale, origin))) {
+            if (const auto at = drawn.findIn(screenAround(QString(), scale, origin))) {
                 session_.click(origin + *at +
                                QPoint(drawn.size().width() / 2, drawn.size().height() / 2));
                 return true;
@@ -91,6 +123,98 @@ class TestTextsDrawnWhole : public QObject {
             QTest::qWait(200);
         } while (!deadline.hasExpired());
         return false;
+    }
+
+    // Brings `window` up on the screen as an operator would meet it.
+    void open(MonitorOnScreen& monitor, const QString& window, qreal scale) {
+        QVERIFY(monitor.ready());
+        const auto is = [&window](const char* name) { return window == QLatin1String(name); };
+        if (is("dlgMonitorNames")) {
+            QFile names(monitor.folder() + QStringLiteral("/monitornames.txt"));
+            QVERIFY(names.open(QIODevice::WriteOnly));
+            names.write("North, " + monitor.folder().toUtf8() + "\n");
+        }
+        if (is("dlgDeleteOldMessages") || is("error indicator")) {
+            // The demo's old unsent messages are questioned at the first Start.
+            QVERIFY(
+                monitor.sql(QStringLiteral("update Settings set SettingValue = '1' "
+                                           "where SettingName = 'AutoStartMonitor'")));
+        }
+        if (is("error indicator")) {
+            QVERIFY(monitor.sql(QStringLiteral("delete from Messages")));
+        }
+        if (window.startsWith(QLatin1String("ConnectionWizard"))) {
+            QVERIFY(QFile::remove(monitor.folder() + QStringLiteral("/db.ini")));
+        }
+        if (is("splash") || is("critical box")) {
+            // Start-up stops at the report of a database file that is none, the splash still up.
+            QFile database(monitor.folder() + QStringLiteral("/helpdesk.sqlite3"));
+            QVERIFY(database.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            database.write(QByteArray("This is no database.\n").repeated(200));
+        }
+        if (is("information box")) {
+            // A mail program that takes the support bundle.
+            const QString standIn = monitor.folder() + QStringLiteral("/stand-in");
+            QVERIFY(QDir().mkpath(standIn));
+            QFile mailer(standIn + QStringLiteral("/xdg-email"));
+            QVERIFY(mailer.open(QIODevice::WriteOnly));
+            mailer.write("#!/bin/sh\nexit 0\n");
+            mailer.close();
+            QVERIFY(mailer.setPermissions(mailer.permissions() | QFileDevice::ExeOwner));
+            monitor.setEnvironment(QStringLiteral("PATH"),
+                                   standIn + QLatin1Char(':') + qEnvironmentVariable("PATH"));
+        }
+        monitor.start(scale);
+        if (is("splash")) {
+            // The report's box covers part of the splash: out of the way with it.
+            // The window manager places the box once shown; it moves it only after that.
+            const auto boxAside = [&] {
+                const quint64 box = session_.activeWindow();
+                if (box == 0 || session_.windowTitle(box) != kBoxTitle) {
+                    return false;
+                }
+                session_.moveWindow(box, QPoint(0, 0));
+                return session_.windowGeometry(box).top() < 100;
+            };
+            QTRY_VERIFY_WITH_TIMEOUT(boxAside(), 30000);
+        }
+        if (is("mnuMonitor") || is("dlgOperatorName")) {
+            QVERIFY(clickText(QStringLiteral("&Monitor"), scale));
+        }
+        if (is("dlgOperatorName")) {
+            QVERIFY(clickText(QStringLiteral("&Configure Net Send options..."), scale));
+        }
+        if (is("dlgMessageWithTurnOff")) {
+            QVERIFY(clickText(QStringLiteral("&Exit"), scale));
+        }
+        if (is("ConnectionWizard's server page")) {
+            QVERIFY(clickText(QStringLiteral("A database &server (through ODBC)"), scale));
+        }
+        if (is("ConnectionWizard's server page") || is("ConnectionWizard's file page")) {
+            QVERIFY(clickText(QStringLiteral("&Next >"), scale));
+        }
+        if (is("mnulog") || is("question box") || is("information box")) {
+            QVERIFY(clickText(QStringLiteral("&Log"), scale));
+        }
+        if (is("question box") || is("information box")) {
+            QVERIFY(clickText(QStringLiteral("Send Log File to Halvex Support"), scale));
+        }
+        if (is("information box")) {
+            QVERIFY(clickText(QStringLiteral("&Yes"), scale));
+        }
+        if (is("error indicator")) {
+            QTRY_VERIFY_WITH_TIMEOUT(
+                session_.windowNamed(QStringLiteral("Help Desk Monitor (Running)")) != 0, 30000);
+            monitor.setControl(QStringLiteral("ErrorInfo"), QStringLiteral("Error 3021"));
+        }
+    }
+
+    // The support bundle that the information box names, once written.
+    static QString supportBundle(const MonitorOnScreen& monitor) {
+        const QStringList bundles =
+            QDir(monitor.logFolder()).entryList({QStringLiteral("support-*.txt")}, QDir::Files);
+        return bundles.size() == 1 ? monitor.logFolder() + QLatin1Char('/') + bundles.front()
+                                   : QString();
     }
 
   private Q_SLOTS:
@@ -117,6 +241,9 @@ class TestTextsDrawnWhole : public QObject {
                                             {QStringLiteral("&Preview In-Box Messages")},
                                             {QStringLiteral("&Clear Error Warning")},
                                             {QStringLiteral("&Configure Net Send options...")}};
+        const QList<Caption> logMenu = {{QStringLiteral("&View Log File")},
+                                        {QStringLiteral("Send Log File to Halvex Support")},
+                                        {QStringLiteral("&Clear Log File")}};
         const QList<Caption> names = {
             {QStringLiteral("Select the Monitor instance you want to start:")},
             {QStringLiteral("North")},
@@ -150,19 +277,73 @@ class TestTextsDrawnWhole : public QObject {
             {QStringLiteral("OK")},
             {QStringLiteral("Cancel")}};
 
+        const QList<Caption> splash = {
+            {.text = QStringLiteral("Halvex Help Desk Monitor"),
+             .pointSize = 18,
+             .bold = true,
+             .light = true},
+            {.text = QStringLiteral("Starting..."), .pointSize = 10, .light = true}};
+        const QList<Caption> wizardButtons = {
+            {QStringLiteral("< &Back")}, {QStringLiteral("&Next >")}, {QStringLiteral("Cancel")}};
+        const QList<Caption> wizardKind =
+            QList<Caption>{{.text = QStringLiteral("Help-desk database"), .bold = true},
+                           {QStringLiteral("Where does the help-desk database lie?")},
+                           {QStringLiteral("A database &file on this computer")},
+                           {QStringLiteral("A database &server (through ODBC)")}} +
+            wizardButtons;
+        const QList<Caption> wizardFile =
+            QList<Caption>{
+                {.text = QStringLiteral("Database file"), .bold = true},
+                {QStringLiteral("Choose the help-desk database file, or name a new one.")},
+                {QStringLiteral("&Browse...")},
+                {QStringLiteral("&Create a new help-desk database in this file")}} +
+            wizardButtons;
+        const QList<Caption> wizardServer =
+            QList<Caption>{{.text = QStringLiteral("Database server"), .bold = true},
+                           {QStringLiteral("How is the database server reached?")},
+                           {QStringLiteral("ODBC &driver:")},
+                           {QStringLiteral("PostgreSQL Unicode")},
+                           {QStringLiteral("&Server:")},
+                           {QStringLiteral("&Port:")},
+                           {QStringLiteral("D&atabase:")},
+                           {QStringLiteral("&User:")},
+                           {QStringLiteral("Pass&word:")}} +
+            wizardButtons;
+        const QList<Caption> critical = {
+            {QStringLiteral("file is not a database (Unable to execute statement) in the "
+                            "statement: select name from sqlite_master where type = 'table'"),
+             true},
+            {QStringLiteral("OK")}};
+        const QList<Caption> question = {
+            {QStringLiteral("Are you sure you want to send the log file to Halvex Support?")},
+            {QStringLiteral("&Yes")},
+            {QStringLiteral("&No")}};
+        // The bundle's path follows once it is written.
+        const QList<Caption> information = {
+            {QStringLiteral("Your mail program has been asked to send the support bundle:"), true},
+            {QStringLiteral("OK")}};
+
         for (const qreal scale : {1.0, 2.0}) {
             const QByteArray at = " at scale " + QByteArray::number(scale);
-            QTest::newRow("frmMonitor" + at) << QStringLiteral("frmMonitor") << scale << main;
+            const auto row = [&](const char* window, const QList<Caption>& captions) {
+                QTest::newRow(window + at) << QString::fromLatin1(window) << scale << captions;
+            };
+            row("frmMonitor", main);
             QTest::newRow("frmMonitor's Monitor menu" + at)
                 << QStringLiteral("mnuMonitor") << scale << monitorMenu;
-            QTest::newRow("dlgMonitorNames" + at)
-                << QStringLiteral("dlgMonitorNames") << scale << names;
-            QTest::newRow("dlgOperatorName" + at)
-                << QStringLiteral("dlgOperatorName") << scale << alert;
-            QTest::newRow("dlgMessageWithTurnOff" + at)
-                << QStringLiteral("dlgMessageWithTurnOff") << scale << exit;
-            QTest::newRow("dlgDeleteOldMessages" + at)
-                << QStringLiteral("dlgDeleteOldMessages") << scale << oldMessages;
+            QTest::newRow("frmMonitor's Log menu" + at)
+                << QStringLiteral("mnulog") << scale << logMenu;
+            row("dlgMonitorNames", names);
+            row("dlgOperatorName", alert);
+            row("dlgMessageWithTurnOff", exit);
+            row("dlgDeleteOldMessages", oldMessages);
+            row("splash", splash);
+            row("ConnectionWizard", wizardKind);
+            row("ConnectionWizard's file page", wizardFile);
+            row("ConnectionWizard's server page", wizardServer);
+            row("critical box", critical);
+            row("question box", question);
+            row("information box", information);
         }
     }
 
@@ -172,29 +353,15 @@ class TestTextsDrawnWhole : public QObject {
         QFETCH(QList<Caption>, captions);
 
         MonitorOnScreen monitor(QStringLiteral("texts"));
-        QVERIFY(monitor.ready());
-        if (window == QLatin1String("dlgMonitorNames")) {
-            QFile names(monitor.folder() + QStringLiteral("/monitornames.txt"));
-            QVERIFY(names.open(QIODevice::WriteOnly));
-            names.write("North, " + monitor.folder().toUtf8() + "\n");
+        open(monitor, window, scale);
+        if (QTest::currentTestFailed()) {
+            return;
         }
-        if (window == QLatin1String("dlgDeleteOldMessages")) {
-            // The demo's old unsent messages are questioned at the first Start.
-            QVERIFY(
-                monitor.sql(QStringLiteral("update Settings set SettingValue = '1' "
-                                           "where SettingName = 'AutoStartMonitor'")));
+        if (window == QLatin1String("information box")) {
+            QTRY_VERIFY_WITH_TIMEOUT(!supportBundle(monitor).isEmpty(), 20000);
+            captions.append({supportBundle(monitor), true});
         }
-        monitor.start(scale);
-        if (window == QLatin1String("mnuMonitor") || window == QLatin1String("dlgOperatorName")) {
-            QVERIFY(clickText(QStringLiteral("&Monitor"), scale));
-        }
-        if (window == QLatin1String("dlgOperatorName")) {
-            QVERIFY(clickText(QStringLiteral("&Configure Net Send options..."), scale));
-        }
-        if (window == QLatin1String("dlgMessageWithTurnOff")) {
-            QVERIFY(clickText(QStringLiteral("&Exit"), scale));
-        }
-        const QStringList missing = missingOnceShown(captions, scale);
+        const QStringList missing = missingOnceShown(window, captions, scale);
         QVERIFY2(missing.isEmpty(), qPrintable(QStringLiteral("not drawn whole: ") +
                                                missing.join(QStringLiteral(" | "))));
     }

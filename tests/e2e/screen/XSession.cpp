@@ -108,6 +108,12 @@ quint64 XSession::windowNamed(const QString& title) const {
     return 0;
 }
 
+QString XSession::windowTitle(quint64 window) const {
+    return QString::fromUtf8(run(QStringLiteral("xdotool"),
+                                 {QStringLiteral("getwindowname"), QString::number(window)}))
+        .trimmed();
+}
+
 quint64 XSession::activeWindow() const {
     return windowIdIn(run(QStringLiteral("xprop"),
                           {QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")}));
@@ -162,6 +168,11 @@ void XSession::click(QPoint at) const {
     run(QStringLiteral("xdotool"),
         {QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()),
          QStringLiteral("click"), QStringLiteral("1")});
+}
+
+void XSession::moveWindow(quint64 window, QPoint to) const {
+    run(QStringLiteral("xdotool"), {QStringLiteral("windowmove"), QString::number(window),
+                                    QString::number(to.x()), QString::number(to.y())});
 }
 
 }  // namespace hvx::test

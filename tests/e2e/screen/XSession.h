@@ -29,6 +29,7 @@ class XSession {
 
     // The top-level window whose title is exactly `title`, or 0.
     quint64 windowNamed(const QString& title) const;
+    QString windowTitle(quint64 window) const;
     // What the window manager says: _NET_ACTIVE_WINDOW, and the ICCCM state of a window
     // ("Normal", "Iconic", "Withdrawn", or empty when it has none).
     quint64 activeWindow() const;
@@ -40,6 +41,8 @@ class XSession {
     QImage grab() const;
     void moveMouse(QPoint at) const;
     void click(QPoint at) const;
+    // Moves a top-level window (its frame's top left corner) to `to`.
+    void moveWindow(quint64 window, QPoint to) const;
 
   private:
     QByteArray run(const QString& program, const QStringList& arguments) const;
