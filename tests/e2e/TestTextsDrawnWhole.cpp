@@ -1,3 +1,4 @@
+#include "platform/qt/MessagePictureStyle.h"
 #include "screen/DrawnText.h"
 #include "screen/MonitorOnScreen.h"
 #include "screen/ScreenTestMain.h"
@@ -5,6 +6,11 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
+#include <QIcon>
+#include <QStyle>
+
+#include <algorithm>
+#include <optional>
 
 using namespace hvx::test;
 
@@ -33,6 +39,65 @@ struct Caption {
         return font;
     }
 };
+
+constexpr int kPictureTolerance = 24;
+
+// The pixels that `picture` covers fully (ARGB), as gray levels, spread in an order that meets
+// the picture's edges early.
+QVector<QPair<QPoint, int>> opaqueLevels(const QImage& picture) {
+    QVector<QPair<QPoint, int>> in;
+    for (int y = 0; y < picture.height(); ++y) {
+        for (int x = 0; x < picture.width(); ++x) {
+            if (const QRgb pixel = picture.pixel(x, y); qAlpha(pixel) == 255) {
+                in.append({QPoint(x, y), qGray(pixel)});
+            }
+        }
+    }
+    QVector<QPair<QPoint, int>> spread;
+    for (int i = 0; i < in.size(); ++i) {
+        spread.append(in[static_cast<int>((qint64{i} * 7919) % in.size())]);
+    }
+    return spread;
+}
+
+// Where the gray screen shows every fully covered pixel of `picture`, each within a few levels.
+std::optional<QPoint> pictureIn(const QImage& gray, const QImage& picture) {
+    const auto levels = opaqueLevels(picture);
+    for (int top = 0; top + picture.height() <= gray.height(); ++top) {
+        for (int left = 0; left + picture.width() <= gray.width(); ++left) {
+            const bool same = std::all_of(levels.begin(), levels.end(), [&](const auto& pixel) {
+                const QPoint at = pixel.first + QPoint(left, top);
+                return qAbs(gray.constScanLine(at.y())[at.x()] - pixel.second) <= kPictureTolerance;
+            });
+            if (!levels.isEmpty() && same) {
+                return QPoint(left, top);
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+// The fully covered pixels of `sharp` that `other` (of the same size) draws clearly otherwise.
+int pixelsThatDiffer(const QImage& sharp, const QImage& other) {
+    const auto levels = opaqueLevels(sharp);
+    return static_cast<int>(std::count_if(levels.begin(), levels.end(), [&](const auto& pixel) {
+        return qAbs(qGray(other.pixel(pixel.first)) - pixel.second) > kPictureTolerance;
+    }));
+}
+
+// Polls `condition` until it holds or `ms` have passed. (QTRY_* counts its steps instead of the
+// time, which runs long when each try grabs the screen.)
+template <typename Condition>
+bool within(int ms, const Condition& condition) {
+    const QDeadlineTimer deadline(ms);
+    while (!condition()) {
+        if (deadline.hasExpired()) {
+            return false;
+        }
+        QTest::qWait(200);
+    }
+    return true;
+}
 
 }  // namespace
 
@@ -176,7 +241,7 @@ class TestTextsDrawnWhole : public QObject {
                 session_.moveWindow(box, QPoint(0, 0));
                 return session_.windowGeometry(box).top() < 100;
             };
-            QTRY_VERIFY_WITH_TIMEOUT(boxAside(), 30000);
+            QVERIFY(within(30000, boxAside));
         }
         if (is("mnuMonitor") || is("dlgOperatorName")) {
             QVERIFY(clickText(QStringLiteral("&Monitor"), scale));
@@ -218,7 +283,11 @@ class TestTextsDrawnWhole : public QObject {
     }
 
   private Q_SLOTS:
-    void initTestCase() { HVX_REQUIRE_SCREEN(session_); }
+    void initTestCase() {
+        HVX_REQUIRE_SCREEN(session_);
+        // The pictures as the Monitor's style gives them.
+        QApplication::setStyle(new hvx::MessagePictureStyle);
+    }
 
     void everyCaptionShowsWhole_data() {
         QTest::addColumn<QString>("window");
@@ -364,6 +433,54 @@ class TestTextsDrawnWhole : public QObject {
         const QStringList missing = missingOnceShown(window, captions, scale);
         QVERIFY2(missing.isEmpty(), qPrintable(QStringLiteral("not drawn whole: ") +
                                                missing.join(QStringLiteral(" | "))));
+    }
+
+    // The pictures are drawn for the screen's pixels at twice the scale, not enlarged from
+    // pictures made for one.
+    void everyPictureIsDrawnSharp_data() {
+        QTest::addColumn<QString>("window");
+        QTest::addColumn<int>("picture");
+        QTest::addColumn<int>("size");
+        const int boxIcon = QApplication::style()->pixelMetric(QStyle::PM_MessageBoxIconSize);
+        QTest::newRow("error indicator's warning")
+            << QStringLiteral("error indicator") << int(QStyle::SP_MessageBoxWarning) << 32;
+        QTest::newRow("dlgDeleteOldMessages' warning")
+            << QStringLiteral("dlgDeleteOldMessages") << int(QStyle::SP_MessageBoxWarning) << 32;
+        QTest::newRow("dlgMessageWithTurnOff's question")
+            << QStringLiteral("dlgMessageWithTurnOff") << int(QStyle::SP_MessageBoxQuestion) << 32;
+        QTest::newRow("critical box")
+            << QStringLiteral("critical box") << int(QStyle::SP_MessageBoxCritical) << boxIcon;
+        QTest::newRow("information box") << QStringLiteral("information box")
+                                         << int(QStyle::SP_MessageBoxInformation) << boxIcon;
+    }
+
+    void everyPictureIsDrawnSharp() {
+        QFETCH(QString, window);
+        QFETCH(int, picture);
+        QFETCH(int, size);
+        const qreal scale = 2.0;
+        const QIcon icon =
+            QApplication::style()->standardIcon(static_cast<QStyle::StandardPixmap>(picture));
+        const QImage sharp =
+            icon.pixmap(QSize(size, size), scale).toImage().convertToFormat(QImage::Format_ARGB32);
+        const QImage small = icon.pixmap(QSize(size, size), 1.0).toImage();
+        // Unless the enlarged pictures differ from the sharp one, finding it proves nothing.
+        const int least = static_cast<int>(opaqueLevels(sharp).size() / 50);
+        for (const auto mode : {Qt::FastTransformation, Qt::SmoothTransformation}) {
+            const QImage enlarged = small.scaled(sharp.size(), Qt::IgnoreAspectRatio, mode);
+            QVERIFY2(pixelsThatDiffer(sharp, enlarged) > least,
+                     "the enlarged picture cannot be told from the sharp one");
+        }
+
+        MonitorOnScreen monitor(QStringLiteral("pictures"));
+        open(monitor, window, scale);
+        if (QTest::currentTestFailed()) {
+            return;
+        }
+        QPoint origin;
+        QVERIFY2(
+            within(20000, [&] { return pictureIn(screenAround(window, scale, origin), sharp); }),
+            "the picture is not drawn for the screen's pixels");
     }
 
   private:
