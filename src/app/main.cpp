@@ -37,6 +37,7 @@
 
 #include <QApplication>
 #include <QIcon>
+#include <QStyle>
 #include <QTimer>
 
 #include <csignal>
@@ -57,7 +58,7 @@ int main(int argc, char* argv[]) {
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/hvxmonitor.svg")));
     QGuiApplication::setDesktopFileName(QStringLiteral("hvxmonitor"));
     // Message pictures that stay sharp when the desktop is scaled.
-    QApplication::setStyle(new MessagePictureStyle);
+    QApplication::setStyle(new MessagePictureStyle(QApplication::style()->name()));
 
     SystemClock clock;
     std::optional<UnattendedSession> unattended = UnattendedSession::fromEnvironment();

@@ -9,6 +9,9 @@ namespace hvx {
 // Without a desktop icon theme, the style's pictures are small bitmaps that blur when enlarged.
 class MessagePictureStyle final : public QProxyStyle {
   public:
+    // `baseStyle` names the style it wraps (the one the desktop or the -style option chose).
+    explicit MessagePictureStyle(const QString& baseStyle) : QProxyStyle(baseStyle) {}
+
     QIcon standardIcon(StandardPixmap picture, const QStyleOption* option = nullptr,
                        const QWidget* widget = nullptr) const override;
 };
