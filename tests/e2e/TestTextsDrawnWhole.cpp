@@ -155,12 +155,12 @@ class TestTextsDrawnWhole : public QObject {
     QStringList missingOnceShown(const QString& window, const QList<Caption>& captions,
                                  qreal scale) const {
         QStringList missing = notDrawn(window, captions, scale);
-        const QDeadlineTimer shown(20000);
+        const QDeadlineTimer shown(kScreenWaitMs);
         while (missing.size() == captions.size() && !shown.hasExpired()) {
             QTest::qWait(200);
             missing = notDrawn(window, captions, scale);
         }
-        const QDeadlineTimer painted(3000);
+        const QDeadlineTimer painted(10000);
         while (!missing.isEmpty() && !painted.hasExpired()) {
             QTest::qWait(200);
             missing = notDrawn(window, captions, scale);
@@ -177,7 +177,7 @@ class TestTextsDrawnWhole : public QObject {
 
     bool clickText(const QString& text, qreal scale) const {
         const DrawnText drawn(text, scale, QApplication::font());
-        const QDeadlineTimer deadline(20000);
+        const QDeadlineTimer deadline(kScreenWaitMs);
         do {
             QPoint origin;
             if (const auto at = drawn.findIn(screenAround(QString(), scale, origin))) {
@@ -241,7 +241,7 @@ class TestTextsDrawnWhole : public QObject {
                 session_.moveWindow(box, QPoint(0, 0));
                 return session_.windowGeometry(box).top() < 100;
             };
-            QVERIFY(within(30000, boxAside));
+            QVERIFY(within(kScreenWaitMs, boxAside));
         }
         if (is("mnuMonitor") || is("dlgOperatorName")) {
             QVERIFY(clickText(QStringLiteral("&Monitor"), scale));
@@ -269,7 +269,8 @@ class TestTextsDrawnWhole : public QObject {
         }
         if (is("error indicator")) {
             QTRY_VERIFY_WITH_TIMEOUT(
-                session_.windowNamed(QStringLiteral("Help Desk Monitor (Running)")) != 0, 30000);
+                session_.windowNamed(QStringLiteral("Help Desk Monitor (Running)")) != 0,
+                kScreenWaitMs);
             monitor.setControl(QStringLiteral("ErrorInfo"), QStringLiteral("Error 3021"));
         }
     }
@@ -286,7 +287,7 @@ class TestTextsDrawnWhole : public QObject {
     void initTestCase() {
         HVX_REQUIRE_SCREEN(session_);
         // The pictures as the Monitor's style gives them.
-        QApplication::setStyle(new hvx::MessagePictureStyle);
+        QApplication::setStyle(new hvx::MessagePictureStyle(QApplication::style()->name()));
     }
 
     void everyCaptionShowsWhole_data() {
@@ -427,7 +428,7 @@ class TestTextsDrawnWhole : public QObject {
             return;
         }
         if (window == QLatin1String("information box")) {
-            QTRY_VERIFY_WITH_TIMEOUT(!supportBundle(monitor).isEmpty(), 20000);
+            QTRY_VERIFY_WITH_TIMEOUT(!supportBundle(monitor).isEmpty(), kScreenWaitMs);
             captions.append({supportBundle(monitor), true});
         }
         const QStringList missing = missingOnceShown(window, captions, scale);
@@ -478,9 +479,9 @@ class TestTextsDrawnWhole : public QObject {
             return;
         }
         QPoint origin;
-        QVERIFY2(
-            within(20000, [&] { return pictureIn(screenAround(window, scale, origin), sharp); }),
-            "the picture is not drawn for the screen's pixels");
+        QVERIFY2(within(kScreenWaitMs,
+                        [&] { return pictureIn(screenAround(window, scale, origin), sharp); }),
+                 "the picture is not drawn for the screen's pixels");
     }
 
   private:
