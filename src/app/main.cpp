@@ -23,6 +23,7 @@
 #include "platform/posix/SocketWindowDirectory.h"
 #include "platform/posix/SpawnProcessLauncher.h"
 #include "platform/posix/SystemClock.h"
+#include "platform/qt/MessagePictureStyle.h"
 #include "platform/qt/QtMessageBoxes.h"
 #include "platform/qt/QtUserInterface.h"
 #include "platform/qt/UnattendedMessageBoxes.h"
@@ -36,6 +37,7 @@
 
 #include <QApplication>
 #include <QIcon>
+#include <QStyle>
 #include <QTimer>
 
 #include <csignal>
@@ -55,6 +57,8 @@ int main(int argc, char* argv[]) {
     // Every window's icon, and the desktop entry that the desktop matches the windows with.
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/hvxmonitor.svg")));
     QGuiApplication::setDesktopFileName(QStringLiteral("hvxmonitor"));
+    // Message pictures that stay sharp when the desktop is scaled.
+    QApplication::setStyle(new MessagePictureStyle(QApplication::style()->name()));
 
     SystemClock clock;
     std::optional<UnattendedSession> unattended = UnattendedSession::fromEnvironment();

@@ -33,13 +33,14 @@ class TestCoreWindowOnDesktop : public QObject {
         QTRY_VERIFY_WITH_TIMEOUT(
             (window = session_.windowNamed(kTitle)) != 0 ||
                 (window = session_.windowNamed(kTitle + QStringLiteral(" (Running)"))) != 0,
-            20000);
-        QTRY_COMPARE_WITH_TIMEOUT(session_.activeWindow(), window, 10000);
+            kScreenWaitMs);
+        QTRY_COMPARE_WITH_TIMEOUT(session_.activeWindow(), window, kScreenWaitMs);
 
         quint64 core = 0;
         QTRY_VERIFY_WITH_TIMEOUT(
-            (core = session_.windowNamed(kTitle + QStringLiteral(" Timer"))) != 0, 20000);
-        QTRY_COMPARE_WITH_TIMEOUT(session_.windowState(core), QStringLiteral("Iconic"), 5000);
+            (core = session_.windowNamed(kTitle + QStringLiteral(" Timer"))) != 0, kScreenWaitMs);
+        QTRY_COMPARE_WITH_TIMEOUT(session_.windowState(core), QStringLiteral("Iconic"),
+                                  kScreenWaitMs);
         // The window manager decides about the focus when it maps the window: watch a while.
         QElapsedTimer watching;
         watching.start();

@@ -39,7 +39,7 @@ class TestStatusDrawn : public QObject {
     // screen around it; a tool tip that does not come within a few seconds is asked for again.
     QStringList toolTipWordsMissing(QPoint at, const QString& text) const {
         QStringList missing;
-        const QDeadlineTimer deadline(20000);
+        const QDeadlineTimer deadline(kScreenWaitMs);
         do {
             session_.moveMouse(at + QPoint(200, 200));
             QTest::qWait(300);
@@ -59,8 +59,9 @@ class TestStatusDrawn : public QObject {
             "update Settings set SettingValue = '1' where SettingName = 'AutoStartMonitor';"
             "delete from Messages;")));
         monitor.start();
-        QTRY_VERIFY_WITH_TIMEOUT(session_.windowNamed(kRunning) != 0, 30000);
-        QTRY_COMPARE_WITH_TIMEOUT(session_.activeWindow(), session_.windowNamed(kRunning), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(session_.windowNamed(kRunning) != 0, kScreenWaitMs);
+        QTRY_COMPARE_WITH_TIMEOUT(session_.activeWindow(), session_.windowNamed(kRunning),
+                                  kScreenWaitMs);
     }
 
   private Q_SLOTS:
@@ -76,9 +77,9 @@ class TestStatusDrawn : public QObject {
         monitor.setControl(QStringLiteral("Command"), QStringLiteral("7"));
         QTRY_VERIFY_WITH_TIMEOUT(
             monitor.control(QStringLiteral("Status")).contains(QStringLiteral("in-box preview")),
-            10000);
+            kScreenWaitMs);
         monitor.shiftClock(qint64{1234} * 60);
-        QVERIFY2(drawnWithin(QStringLiteral("Monitor uptime: 20.6 hours."), 15000),
+        QVERIFY2(drawnWithin(QStringLiteral("Monitor uptime: 20.6 hours."), kScreenWaitMs),
                  "the whole uptime is not drawn");
 
         const QString status = monitor.control(QStringLiteral("Status"));
@@ -86,7 +87,7 @@ class TestStatusDrawn : public QObject {
             QStringLiteral("[Access>") + monitor.folder() + QStringLiteral("/helpdesk.sqlite3]");
         // The status elides at its end, the description in its middle. (The jump of the
         // clock refreshes the settings, whose progress text passes through panel 2 first.)
-        const auto statusStart = drawnWithin(status.left(8), 10000);
+        const auto statusStart = drawnWithin(status.left(8), kScreenWaitMs);
         QVERIFY2(statusStart, qPrintable(status.left(8)));
         QVERIFY(drawnWithin(QStringLiteral("v12"), 1000));
         const auto descriptionEnd = drawnWithin(description.right(3), 1000);
@@ -115,7 +116,7 @@ class TestStatusDrawn : public QObject {
         error += QString(200 - error.size(), QLatin1Char('!'));
         QCOMPARE(error.size(), 200);
         monitor.setControl(QStringLiteral("ErrorInfo"), error);
-        const auto start = drawnWithin(QStringLiteral("Error"), 15000);
+        const auto start = drawnWithin(QStringLiteral("Error"), kScreenWaitMs);
         QVERIFY2(start, "the error indicator does not show the error");
         // Its end lies beyond the frame: only the tool tip can show it.
         QVERIFY(

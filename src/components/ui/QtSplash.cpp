@@ -2,6 +2,7 @@
 
 #include "Version.h"
 
+#include <QGuiApplication>
 #include <QPainter>
 #include <QPixmap>
 
@@ -11,8 +12,12 @@ namespace hvx {
 
 namespace {
 
+// Drawn for the screen's own pixels: a picture enlarged from one made for a scale of 1 would
+// blur its texts on a screen that scales the desktop.
 QPixmap splashPicture(const QString& productName) {
-    QPixmap picture(420, 180);
+    const qreal ratio = qApp->devicePixelRatio();
+    QPixmap picture(QSize(420, 180) * ratio);
+    picture.setDevicePixelRatio(ratio);
     picture.fill(QColor(0x1f, 0x3b, 0x5c));
     QPainter painter(&picture);
     painter.setPen(Qt::white);

@@ -133,8 +133,9 @@ std::optional<QPoint> DrawnText::find(const Shape& shape, const QImage& gray) {
 
 QStringList wordsNotDrawn(const QImage& gray, const QString& text, qreal scale, const QFont& font) {
     QStringList missing;
+    // A line may also break after a slash or a hyphen (a long path in a message box).
     for (const QString& word :
-         text.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts)) {
+         text.split(QRegularExpression(QStringLiteral("\\s+|(?<=[/-])")), Qt::SkipEmptyParts)) {
         if (word.size() > 2 && !DrawnText(word, scale, font).findIn(gray)) {
             missing << word;
         }

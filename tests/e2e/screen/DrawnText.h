@@ -48,8 +48,9 @@ class DrawnText {
 };
 
 // The words of `text` that the picture does not show whole: for texts that wrap, where the
-// line breaks are the label's business but each word must show. Words of one or two letters
-// would be found inside others and are not looked for.
+// line breaks are the label's business but each word must show (a word is also cut after a slash
+// or a hyphen, where a line may break too). Words of one or two letters would be found inside
+// others and are not looked for.
 QStringList wordsNotDrawn(const QImage& gray, const QString& text, qreal scale, const QFont& font);
 
 }  // namespace hvx::test

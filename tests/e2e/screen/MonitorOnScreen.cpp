@@ -48,6 +48,14 @@ MonitorOnScreen::~MonitorOnScreen() {
     setControl(QStringLiteral("Command"), QStringLiteral("5"));
 }
 
+QString MonitorOnScreen::logFolder() const {
+    return dir_.filePath(QStringLiteral("data/halvex/help-desk"));
+}
+
+void MonitorOnScreen::setEnvironment(const QString& name, const QString& value) {
+    environment_.insert(name, value);
+}
+
 bool MonitorOnScreen::sql(const QString& statement) const {
     QProcess sqlite;
     sqlite.start(QStringLiteral("sqlite3"),

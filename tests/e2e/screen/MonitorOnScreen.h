@@ -21,6 +21,8 @@ class MonitorOnScreen {
 
     bool ready() const { return ready_; }
     QString folder() const { return app_; }
+    // Where the Monitor keeps its log (and writes its support bundles).
+    QString logFolder() const;
     // Runs one statement on the demo database.
     bool sql(const QString& statement) const;
     QString control(const QString& name) const;
@@ -28,6 +30,8 @@ class MonitorOnScreen {
     // Moves the programs' clock forward by `seconds`, at once, while they run.
     void shiftClock(qint64 seconds) const;
 
+    // Sets an environment variable for the programs started from now on.
+    void setEnvironment(const QString& name, const QString& value);
     // Starts HvxMonitor at the given scale factor of the desktop.
     void start(qreal scale = 1.0);
 

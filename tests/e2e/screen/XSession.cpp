@@ -1,6 +1,7 @@
 #include "XSession.h"
 
 #include <QDeadlineTimer>
+#include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QThread>
@@ -9,8 +10,15 @@ namespace hvx::test {
 
 namespace {
 
-constexpr int kToolTimeoutMs = 15000;
-constexpr int kServerTimeoutMs = 20000;
+constexpr int kToolTimeoutMs = 60000;
+// Each server gets this long to come up. On a 2-core machine under a load of 15 to 20 (a
+// parallel build beside the tests) Xvfb and openbox were seen to take 3 to 7 seconds each at
+// a quiet time, and beyond 20 seconds at a busy one.
+constexpr int kServerTimeoutMs = 90000;
+// A session that does not come up (a server that exits, one that never answers) is started
+// afresh this many times in all.
+constexpr int kSessionAttempts = 2;
+constexpr int kPollMs = 250;
 // Room for the designed windows at twice the size, and for a long tool tip in one line.
 const QStringList kScreen = {QStringLiteral("-screen"), QStringLiteral("0"),
                              QStringLiteral("2560x1600x24")};
@@ -25,6 +33,10 @@ quint64 windowIdIn(const QByteArray& text) {
 }  // namespace
 
 XSession::~XSession() {
+    stopServers();
+}
+
+void XSession::stopServers() {
     for (QProcess* server : {&windowManager_, &server_}) {
         if (server->state() != QProcess::NotRunning) {
             server->terminate();
@@ -45,6 +57,21 @@ bool XSession::start() {
     if (!missing_.isEmpty()) {
         return false;
     }
+    QStringList problems;
+    for (int attempt = 1; attempt <= kSessionAttempts; ++attempt) {
+        if (startServers()) {
+            return true;
+        }
+        problems << QStringLiteral("attempt %1: %2").arg(attempt).arg(problem_);
+        stopServers();
+    }
+    problem_ = problems.join(QStringLiteral("; "));
+    return false;
+}
+
+bool XSession::startServers() {
+    QElapsedTimer took;
+    took.start();
     server_.start(QStringLiteral("Xvfb"),
                   QStringList{QStringLiteral("-displayfd"), QStringLiteral("1"),
                               QStringLiteral("-nolisten"), QStringLiteral("tcp")} +
@@ -53,12 +80,13 @@ bool XSession::start() {
     const QDeadlineTimer serverDeadline(kServerTimeoutMs);
     while (!number.contains('\n') && !serverDeadline.hasExpired() &&
            server_.state() != QProcess::NotRunning) {
-        server_.waitForReadyRead(200);
+        server_.waitForReadyRead(kPollMs);
         number += server_.readAllStandardOutput();
     }
     if (!number.contains('\n')) {
-        problem_ = QStringLiteral("Xvfb did not report a display: ") +
-                   QString::fromLocal8Bit(server_.readAllStandardError());
+        problem_ =
+            QStringLiteral("Xvfb did not report a display after %1 ms: ").arg(took.elapsed()) +
+            QString::fromLocal8Bit(server_.readAllStandardError());
         return false;
     }
     const QString display = QLatin1Char(':') + QString::fromLatin1(number.trimmed());
@@ -70,7 +98,9 @@ bool XSession::start() {
                           {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})) ==
            0) {
         if (managerDeadline.hasExpired() || windowManager_.state() == QProcess::NotRunning) {
-            problem_ = QStringLiteral("openbox did not come up on ") + display +
+            problem_ = QStringLiteral("openbox did not come up on %1 after %2 ms")
+                           .arg(display)
+                           .arg(took.elapsed()) +
                        (windowManager_.state() == QProcess::NotRunning
                             ? QStringLiteral(" (it exited: ")
                             : QStringLiteral(" (still starting: ")) +
@@ -78,7 +108,7 @@ bool XSession::start() {
                        QLatin1Char(')');
             return false;
         }
-        QThread::msleep(100);
+        QThread::msleep(kPollMs);
     }
     display_ = display;
     return true;
@@ -106,6 +136,12 @@ quint64 XSession::windowNamed(const QString& title) const {
         }
     }
     return 0;
+}
+
+QString XSession::windowTitle(quint64 window) const {
+    return QString::fromUtf8(run(QStringLiteral("xdotool"),
+                                 {QStringLiteral("getwindowname"), QString::number(window)}))
+        .trimmed();
 }
 
 quint64 XSession::activeWindow() const {
@@ -162,6 +198,11 @@ void XSession::click(QPoint at) const {
     run(QStringLiteral("xdotool"),
         {QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()),
          QStringLiteral("click"), QStringLiteral("1")});
+}
+
+void XSession::moveWindow(quint64 window, QPoint to) const {
+    run(QStringLiteral("xdotool"), {QStringLiteral("windowmove"), QString::number(window),
+                                    QString::number(to.x()), QString::number(to.y())});
 }
 
 }  // namespace hvx::test

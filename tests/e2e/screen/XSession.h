@@ -9,6 +9,10 @@
 
 namespace hvx::test {
 
+// How long the screen tests wait for a window to show or change before they give up: a minute,
+// since on a machine under heavy load a program's start takes tens of seconds.
+constexpr int kScreenWaitMs = 60000;
+
 // A private X display with a real window manager, for tests that look at what the programs
 // draw and at how the window manager treats their windows. Xvfb picks a free display itself
 // (-displayfd), so tests in parallel never share one; openbox manages it. The session sets
@@ -21,7 +25,7 @@ class XSession {
     XSession& operator=(const XSession&) = delete;
 
     // False when the tools are not installed (missing() names them) or the servers did not
-    // come up (problem() says why).
+    // come up (problem() says why). A busy machine gets generous waits and a second start.
     bool start();
     QStringList missing() const { return missing_; }
     QString problem() const { return problem_; }
@@ -29,6 +33,7 @@ class XSession {
 
     // The top-level window whose title is exactly `title`, or 0.
     quint64 windowNamed(const QString& title) const;
+    QString windowTitle(quint64 window) const;
     // What the window manager says: _NET_ACTIVE_WINDOW, and the ICCCM state of a window
     // ("Normal", "Iconic", "Withdrawn", or empty when it has none).
     quint64 activeWindow() const;
@@ -40,8 +45,12 @@ class XSession {
     QImage grab() const;
     void moveMouse(QPoint at) const;
     void click(QPoint at) const;
+    // Moves a top-level window (its frame's top left corner) to `to`.
+    void moveWindow(quint64 window, QPoint to) const;
 
   private:
+    bool startServers();
+    void stopServers();
     QByteArray run(const QString& program, const QStringList& arguments) const;
 
     QProcess server_;
