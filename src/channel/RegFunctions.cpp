@@ -2,9 +2,11 @@
 
 #include "AppContext.h"
 #include "ProcedureCodes.h"
-#include "platform/RegistryStore.h"
+#include "platform/Clock.h"
 
 #include <QVariant>
+
+#include <utility>
 
 namespace hvx {
 
@@ -12,6 +14,28 @@ namespace {
 
 std::unique_ptr<RegistryStore> newStore(AppContext& ctx) {
     return create(ctx.env.registryStore, "RegistryStore");
+}
+
+// How the store compares value names: ASCII letters without regard to case, nothing else.
+bool sameName(const QString& a, const QString& b) {
+    if (a.size() != b.size()) {
+        return false;
+    }
+    const auto fold = [](char16_t c) {
+        return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c - u'A' + u'a') : c;
+    };
+    for (qsizetype i = 0; i < a.size(); ++i) {
+        if (fold(a[i].unicode()) != fold(b[i].unicode())) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void forgetSharedReads(AppContext& ctx) {
+    if (ctx.sharedReads != nullptr) {
+        ctx.sharedReads->forget();
+    }
 }
 
 }  // namespace
@@ -23,6 +47,9 @@ QString sectionKeyPath(const AppContext& ctx, const QString& section) {
 QString GetRegValue(AppContext& ctx, const QString& section, const QString& name,
                     const QString& defaultValue) {
     ctx.procedureCode = code::kGetRegValue;
+    if (ctx.sharedReads != nullptr && ctx.sharedReads->covers(section)) {
+        return ctx.sharedReads->value(name, defaultValue);
+    }
     auto store = newStore(ctx);
     QVariant value;
     int type = 0;
@@ -34,18 +61,57 @@ QString GetRegValue(AppContext& ctx, const QString& section, const QString& name
 void SaveRegValue(AppContext& ctx, const QString& section, const QString& name,
                   const QString& value) {
     ctx.procedureCode = code::kSaveRegValue;
+    forgetSharedReads(ctx);
     newStore(ctx)->SetValue(RegistryStore::kCurrentUser, sectionKeyPath(ctx, section), name, value,
                             RegistryStore::kTypeString, true);
 }
 
 void DeleteRegValue(AppContext& ctx, const QString& section, const QString& name) {
     ctx.procedureCode = code::kDeleteRegValue;
+    forgetSharedReads(ctx);
     newStore(ctx)->DropValue(RegistryStore::kCurrentUser, sectionKeyPath(ctx, section), name);
 }
 
 void DeleteRegSection(AppContext& ctx, const QString& section) {
     ctx.procedureCode = code::kDeleteRegSection;
+    forgetSharedReads(ctx);
     newStore(ctx)->DropKey(RegistryStore::kCurrentUser, sectionKeyPath(ctx, section));
+}
+
+SharedSectionReads::SharedSectionReads(AppContext& ctx, QString section)
+    : ctx_(ctx), section_(std::move(section)), outer_(ctx.sharedReads) {
+    ctx_.sharedReads = this;
+}
+
+SharedSectionReads::~SharedSectionReads() {
+    ctx_.sharedReads = outer_;
+}
+
+QString SharedSectionReads::value(const QString& name, const QString& defaultValue) {
+    const std::int64_t now = required(ctx_.env.clock).milliseconds();
+    if (!read_ || now - readAt_ > kFreshMilliseconds) {
+        read_ = false;
+        // A store that cannot be read answers this read with the default, as a read of its
+        // own would; the next read tries again.
+        if (!readSection()) {
+            return defaultValue;
+        }
+        read_ = true;
+        readAt_ = now;
+    }
+    for (const RegistryStore::Entry& entry : entries_) {
+        if (entry.keyPath.size() == keyPathLength_ && sameName(entry.name, name)) {
+            return entry.value;
+        }
+    }
+    return defaultValue;
+}
+
+bool SharedSectionReads::readSection() {
+    const QString keyPath = sectionKeyPath(ctx_, section_);
+    keyPathLength_ = keyPath.size();
+    return newStore(ctx_)->ListValues(RegistryStore::kCurrentUser, keyPath, entries_) !=
+           RegistryStore::kStatusFailure;
 }
 
 }  // namespace hvx

@@ -1,6 +1,11 @@
 #pragma once
 
+#include "platform/RegistryStore.h"
+
 #include <QString>
+
+#include <cstdint>
+#include <vector>
 
 namespace hvx {
 
@@ -23,5 +28,43 @@ void DeleteRegSection(AppContext& ctx, const QString& section);
 
 // The key path of a section: registry base path, a backslash, the section.
 QString sectionKeyPath(const AppContext& ctx, const QString& section);
+
+// While it lives, the reads of one section through GetRegValue share one read of the whole
+// section: the first read creates the store component and reads every value of the section
+// in one transaction, and the reads after it answer from that as long as it is at most
+// kFreshMilliseconds old and nothing was written or deleted through these functions since.
+// A run of reads close together, such as the timer's tick, so costs one store transaction,
+// and each read still answers what a read of its own could have answered: nothing waits
+// between them on the other processes, and this process's own writes are seen at once.
+// Nothing is kept beyond the scope. One scope at a time per context; a nested one takes over
+// until it ends.
+class SharedSectionReads {
+  public:
+    static constexpr std::int64_t kFreshMilliseconds = 20;
+
+    SharedSectionReads(AppContext& ctx, QString section);
+    ~SharedSectionReads();
+    SharedSectionReads(const SharedSectionReads&) = delete;
+    SharedSectionReads& operator=(const SharedSectionReads&) = delete;
+
+    bool covers(const QString& section) const { return section == section_; }
+    // The value of `name` in the section, read afresh when needed; `defaultValue` when it is
+    // missing or the store could not be read. A store that cannot be created raises 429.
+    QString value(const QString& name, const QString& defaultValue);
+    // The next read reads afresh.
+    void forget() { read_ = false; }
+
+  private:
+    bool readSection();
+
+    AppContext& ctx_;
+    const QString section_;
+    SharedSectionReads* const outer_;
+    bool read_ = false;
+    std::int64_t readAt_ = 0;
+    qsizetype keyPathLength_ = 0;
+    // The section's values, and those of the keys below it (longer key paths).
+    std::vector<RegistryStore::Entry> entries_;
+};
 
 }  // namespace hvx
