@@ -100,7 +100,7 @@ QString SharedSectionReads::value(const QString& name, const QString& defaultVal
         readAt_ = now;
     }
     for (const RegistryStore::Entry& entry : entries_) {
-        if (entry.keyPath.size() == keyPathLength_ && sameName(entry.name, name)) {
+        if (sameName(entry.name, name)) {
             return entry.value;
         }
     }
@@ -108,10 +108,9 @@ QString SharedSectionReads::value(const QString& name, const QString& defaultVal
 }
 
 bool SharedSectionReads::readSection() {
-    const QString keyPath = sectionKeyPath(ctx_, section_);
-    keyPathLength_ = keyPath.size();
-    return newStore(ctx_)->ListValues(RegistryStore::kCurrentUser, keyPath, entries_) !=
-           RegistryStore::kStatusFailure;
+    return newStore(ctx_)->ListOwnValues(RegistryStore::kCurrentUser,
+                                         sectionKeyPath(ctx_, section_),
+                                         entries_) != RegistryStore::kStatusFailure;
 }
 
 }  // namespace hvx

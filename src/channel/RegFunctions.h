@@ -62,8 +62,6 @@ class SharedSectionReads {
     SharedSectionReads* const outer_;
     bool read_ = false;
     std::int64_t readAt_ = 0;
-    qsizetype keyPathLength_ = 0;
-    // The section's values, and those of the keys below it (longer key paths).
     std::vector<RegistryStore::Entry> entries_;
 };
 

@@ -87,6 +87,8 @@ const char* sqlText(RegistryDatabase::Sql which) {
                    " ORDER BY key_path, name";
         case Sql::ListAll:
             return "SELECT key_path, name, value FROM registry_values ORDER BY key_path, name";
+        case Sql::ListOwn:
+            return "SELECT name, value FROM registry_values WHERE key_path = ?1";
     }
     return "";
 }

@@ -36,8 +36,9 @@ class RegistryDatabase {
         DropKey,
         ListKey,
         ListAll,
+        ListOwn,
     };
-    static constexpr std::size_t kSqlCount = 6;
+    static constexpr std::size_t kSqlCount = 7;
 
     enum class Step { Row, Done, Failed };
 

@@ -147,4 +147,25 @@ int SqliteRegistryStore::ListValues(std::uint32_t hive, const QString& keyPath,
     return entries.empty() ? kStatusNotFound : kStatusOk;
 }
 
+int SqliteRegistryStore::ListOwnValues(std::uint32_t hive, const QString& keyPath,
+                                       std::vector<Entry>& entries) {
+    entries.clear();
+    if (!isCurrentUser(hive)) {
+        return kStatusFailure;
+    }
+    auto statement = database_->statement(Sql::ListOwn);
+    if (!statement || !statement.bind(1, keyPath)) {
+        return kStatusFailure;
+    }
+    Step step = Step::Done;
+    while ((step = statement.step()) == Step::Row) {
+        entries.push_back({keyPath, statement.text(0), statement.value(1).toString()});
+    }
+    if (step == Step::Failed) {
+        entries.clear();
+        return kStatusFailure;
+    }
+    return entries.empty() ? kStatusNotFound : kStatusOk;
+}
+
 }  // namespace hvx
