@@ -1,7 +1,9 @@
 #include "GioFileOpener.h"
 
+#include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
+#include <QThread>
 
 #include <gio/gdesktopappinfo.h>
 #include <gio/gio.h>
@@ -48,27 +50,32 @@ bool launch(GAppInfo* application, const QString& path) {
     return started;
 }
 
-}  // namespace
-
-GioFileOpener::GioFileOpener()
-    : warmUp_([] {
-          const GString type = typeOfName(QStringLiteral("warm-up.txt"));
-          defaultApplication(type.get());
-          defaultApplication(kFolderType);
-      }) {}
-
-GioFileOpener::~GioFileOpener() {
-    warmUp_.join();
+// Runs `lookup` on a thread of its own and answers its result, running the calling thread's
+// events meanwhile, user input excepted.
+template <typename Lookup>
+auto besideTheEvents(Lookup lookup) {
+    decltype(lookup()) result{};
+    QEventLoop loop;
+    const std::unique_ptr<QThread> worker(QThread::create([&] { result = lookup(); }));
+    QObject::connect(worker.get(), &QThread::finished, &loop, &QEventLoop::quit);
+    worker->start();
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    worker->wait();
+    return result;
 }
 
+}  // namespace
+
 std::optional<QString> GioFileOpener::associatedProgram(const QString& file) const {
-    const GString type = typeOfName(file);
-    const GObjectPtr<GAppInfo> application = defaultApplication(type.get());
-    const char* id = application ? g_app_info_get_id(application.get()) : nullptr;
-    if (id == nullptr) {
-        return std::nullopt;
-    }
-    return QString::fromUtf8(id);
+    return besideTheEvents([&file]() -> std::optional<QString> {
+        const GString type = typeOfName(file);
+        const GObjectPtr<GAppInfo> application = defaultApplication(type.get());
+        const char* id = application ? g_app_info_get_id(application.get()) : nullptr;
+        if (id == nullptr) {
+            return std::nullopt;
+        }
+        return QString::fromUtf8(id);
+    });
 }
 
 bool GioFileOpener::open(const QString& program, const QString& file) {
@@ -78,7 +85,8 @@ bool GioFileOpener::open(const QString& program, const QString& file) {
 }
 
 bool GioFileOpener::openFolder(const QString& folder) {
-    const GObjectPtr<GAppInfo> application = defaultApplication(kFolderType);
+    const GObjectPtr<GAppInfo> application =
+        besideTheEvents([] { return defaultApplication(kFolderType); });
     return application && launch(application.get(), folder);
 }
 
