@@ -157,6 +157,8 @@ int SqliteRegistryStore::ListOwnValues(std::uint32_t hive, const QString& keyPat
     if (!statement || !statement.bind(1, keyPath)) {
         return kStatusFailure;
     }
+    // Room for a section as the channel fills it, so that it grows at most once or twice.
+    entries.reserve(32);
     Step step = Step::Done;
     while ((step = statement.step()) == Step::Row) {
         entries.push_back({keyPath, statement.text(0), statement.value(1).toString()});

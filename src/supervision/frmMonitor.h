@@ -6,6 +6,7 @@
 #include <QIcon>
 #include <QMainWindow>
 
+#include <cstdint>
 #include <memory>
 
 class QAction;
@@ -157,6 +158,9 @@ class frmMonitor final : public QMainWindow {
     QIcon imgExclaim;
     // The error information in full; the label shows as much of it as its frame holds.
     QString errorLogText_;
+    // The uptime text last made, and for how many minutes.
+    QString uptime_;
+    std::int64_t uptimeMinutes_ = 0;
     StatusPanel* panels_[3];
     QAction* mnuExit;
     QAction* mnuSuspend;
