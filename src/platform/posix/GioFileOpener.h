@@ -11,10 +11,10 @@ namespace hvx {
 // associatedProgram() and open() is the desktop entry's id.
 //
 // GIO reads the MIME database and every desktop entry on its first lookup, tens of
-// milliseconds on a cold disk, and keeps them (over a megabyte) for the life of the process:
-// nothing is read before the operator first asks, and each lookup runs on a thread of its own
-// while the calling thread goes on with its events (the window keeps drawing and its timer
-// ticking; input waits until the answer is there). GIO's tables are safe across threads.
+// milliseconds on a cold disk, and keeps them for the life of the process. Nothing of it is
+// loaded or read before the operator first asks; each lookup runs on a thread of its own while
+// the calling thread goes on with its events (the window keeps drawing and its timer ticking;
+// input waits until the answer is there). GIO's tables are safe across threads.
 class GioFileOpener final : public FileOpener {
   public:
     std::optional<QString> associatedProgram(const QString& file) const override;
