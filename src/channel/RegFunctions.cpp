@@ -6,6 +6,7 @@
 
 #include <QVariant>
 
+#include <type_traits>
 #include <utility>
 
 namespace hvx {
@@ -17,19 +18,32 @@ std::unique_ptr<RegistryStore> newStore(AppContext& ctx) {
 }
 
 // How the store compares value names: ASCII letters without regard to case, nothing else.
-bool sameName(const QString& a, const QString& b) {
-    if (a.size() != b.size()) {
+template <typename View>
+bool sameNameAs(QStringView stored, View asked) {
+    if (stored.size() != asked.size()) {
         return false;
     }
     const auto fold = [](char16_t c) {
         return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c - u'A' + u'a') : c;
     };
-    for (qsizetype i = 0; i < a.size(); ++i) {
-        if (fold(a[i].unicode()) != fold(b[i].unicode())) {
+    for (qsizetype i = 0; i < stored.size(); ++i) {
+        if (fold(stored[i].unicode()) != fold(QChar(asked[i]).unicode())) {
             return false;
         }
     }
     return true;
+}
+
+// The names the channel asks for are Latin-1 constants: compared as they are, not copied.
+bool sameName(QStringView stored, QAnyStringView asked) {
+    return asked.visit([stored](auto view) {
+        if constexpr (std::is_same_v<decltype(view), QUtf8StringView>) {
+            const QString text = view.toString();
+            return sameNameAs(stored, QStringView(text));
+        } else {
+            return sameNameAs(stored, view);
+        }
+    });
 }
 
 void forgetSharedReads(AppContext& ctx) {
@@ -44,8 +58,8 @@ QString sectionKeyPath(const AppContext& ctx, const QString& section) {
     return ctx.registryBasePath + QLatin1Char('\\') + section;
 }
 
-QString GetRegValue(AppContext& ctx, const QString& section, const QString& name,
-                    const QString& defaultValue) {
+QString GetRegValue(AppContext& ctx, const QString& section, QAnyStringView name,
+                    QAnyStringView defaultValue) {
     ctx.procedureCode = code::kGetRegValue;
     if (ctx.sharedReads != nullptr && ctx.sharedReads->covers(section)) {
         return ctx.sharedReads->value(name, defaultValue);
@@ -54,8 +68,8 @@ QString GetRegValue(AppContext& ctx, const QString& section, const QString& name
     QVariant value;
     int type = 0;
     const int status = store->QueryValue(RegistryStore::kCurrentUser, sectionKeyPath(ctx, section),
-                                         name, value, type);
-    return status == RegistryStore::kStatusOk ? value.toString() : defaultValue;
+                                         name.toString(), value, type);
+    return status == RegistryStore::kStatusOk ? value.toString() : defaultValue.toString();
 }
 
 void SaveRegValue(AppContext& ctx, const QString& section, const QString& name,
@@ -87,14 +101,14 @@ SharedSectionReads::~SharedSectionReads() {
     ctx_.sharedReads = outer_;
 }
 
-QString SharedSectionReads::value(const QString& name, const QString& defaultValue) {
+QString SharedSectionReads::value(QAnyStringView name, QAnyStringView defaultValue) {
     const std::int64_t now = required(ctx_.env.clock).milliseconds();
     if (!read_ || now - readAt_ > kFreshMilliseconds) {
         read_ = false;
         // A store that cannot be read answers this read with the default, as a read of its
         // own would; the next read tries again.
         if (!readSection()) {
-            return defaultValue;
+            return defaultValue.toString();
         }
         read_ = true;
         readAt_ = now;
@@ -104,7 +118,7 @@ QString SharedSectionReads::value(const QString& name, const QString& defaultVal
             return entry.value;
         }
     }
-    return defaultValue;
+    return defaultValue.toString();
 }
 
 bool SharedSectionReads::readSection() {

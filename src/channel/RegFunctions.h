@@ -2,6 +2,7 @@
 
 #include "platform/RegistryStore.h"
 
+#include <QAnyStringView>
 #include <QString>
 
 #include <cstdint>
@@ -17,8 +18,8 @@ struct AppContext;
 // No error trap of their own: a store that cannot be created raises error 429 to the caller.
 
 // The value's text, or `defaultValue` when it cannot be read. An empty value is empty text.
-QString GetRegValue(AppContext& ctx, const QString& section, const QString& name,
-                    const QString& defaultValue);
+QString GetRegValue(AppContext& ctx, const QString& section, QAnyStringView name,
+                    QAnyStringView defaultValue);
 // Creates the section when it is missing. A failure to write is not detected.
 void SaveRegValue(AppContext& ctx, const QString& section, const QString& name,
                   const QString& value);
@@ -50,7 +51,7 @@ class SharedSectionReads {
     bool covers(const QString& section) const { return section == section_; }
     // The value of `name` in the section, read afresh when needed; `defaultValue` when it is
     // missing or the store could not be read. A store that cannot be created raises 429.
-    QString value(const QString& name, const QString& defaultValue);
+    QString value(QAnyStringView name, QAnyStringView defaultValue);
     // The next read reads afresh.
     void forget() { read_ = false; }
 
