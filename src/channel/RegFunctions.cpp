@@ -93,7 +93,11 @@ void DeleteRegSection(AppContext& ctx, const QString& section) {
 }
 
 SharedSectionReads::SharedSectionReads(AppContext& ctx, QString section)
-    : ctx_(ctx), section_(std::move(section)), outer_(ctx.sharedReads) {
+    : SharedSectionReads(ctx, std::move(section), ownEntries_) {}
+
+SharedSectionReads::SharedSectionReads(AppContext& ctx, QString section,
+                                       std::vector<RegistryStore::Entry>& storage)
+    : ctx_(ctx), section_(std::move(section)), outer_(ctx.sharedReads), entries_(storage) {
     ctx_.sharedReads = this;
 }
 

@@ -44,6 +44,10 @@ class SharedSectionReads {
     static constexpr std::int64_t kFreshMilliseconds = 20;
 
     SharedSectionReads(AppContext& ctx, QString section);
+    // Reads into `storage`, whose strings are kept where the store still holds the same text:
+    // kept from scope to scope, it saves copying a section that is read every second.
+    SharedSectionReads(AppContext& ctx, QString section,
+                       std::vector<RegistryStore::Entry>& storage);
     ~SharedSectionReads();
     SharedSectionReads(const SharedSectionReads&) = delete;
     SharedSectionReads& operator=(const SharedSectionReads&) = delete;
@@ -63,7 +67,8 @@ class SharedSectionReads {
     SharedSectionReads* const outer_;
     bool read_ = false;
     std::int64_t readAt_ = 0;
-    std::vector<RegistryStore::Entry> entries_;
+    std::vector<RegistryStore::Entry> ownEntries_;
+    std::vector<RegistryStore::Entry>& entries_;
 };
 
 }  // namespace hvx

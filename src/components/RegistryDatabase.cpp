@@ -245,6 +245,11 @@ QString RegistryDatabase::Statement::text(int column) const {
     return QString::fromUtf8(data, bytes);
 }
 
+QUtf8StringView RegistryDatabase::Statement::utf8(int column) const {
+    const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(stmt_, column));
+    return {data, sqlite3_column_bytes(stmt_, column)};
+}
+
 QVariant RegistryDatabase::Statement::value(int column) const {
     if (!isNumber(column)) {
         return text(column);

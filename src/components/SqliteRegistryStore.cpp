@@ -149,22 +149,36 @@ int SqliteRegistryStore::ListValues(std::uint32_t hive, const QString& keyPath,
 
 int SqliteRegistryStore::ListOwnValues(std::uint32_t hive, const QString& keyPath,
                                        std::vector<Entry>& entries) {
-    entries.clear();
     if (!isCurrentUser(hive)) {
+        entries.clear();
         return kStatusFailure;
     }
     auto statement = database_->statement(Sql::ListOwn);
     if (!statement || !statement.bind(1, keyPath)) {
+        entries.clear();
         return kStatusFailure;
     }
-    // Room for a section as the channel fills it, so that it grows at most once or twice.
-    entries.reserve(32);
+    const auto keep = [](QString& text, QUtf8StringView now) {
+        if (!QAnyStringView::equal(text, now)) {
+            text = now.toString();
+        }
+    };
+    std::size_t count = 0;
     Step step = Step::Done;
     while ((step = statement.step()) == Step::Row) {
-        entries.push_back({keyPath, statement.text(0), statement.value(1).toString()});
+        if (count == entries.size()) {
+            entries.push_back(
+                {keyPath, statement.utf8(0).toString(), statement.utf8(1).toString()});
+        } else {
+            Entry& entry = entries[count];
+            entry.keyPath = keyPath;
+            keep(entry.name, statement.utf8(0));
+            keep(entry.value, statement.utf8(1));
+        }
+        ++count;
     }
+    entries.resize(step == Step::Failed ? 0 : count);
     if (step == Step::Failed) {
-        entries.clear();
         return kStatusFailure;
     }
     return entries.empty() ? kStatusNotFound : kStatusOk;

@@ -31,7 +31,7 @@ void frmMonitor::Timer1_Timer() {
     ctx_.procedureCode = code::kTimer1Timer;
     try {
         // The tick's reads of the control channel share one read of it.
-        SharedSectionReads controls(ctx_, ctx_.controlsSection);
+        SharedSectionReads controls(ctx_, ctx_.controlsSection, controlValues_);
         rearm = superviseCore(previousTrace);
     } catch (...) {
         const RuntimeError error = asRuntimeError(std::current_exception());
