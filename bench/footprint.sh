@@ -221,11 +221,11 @@ BEGIN {
     # The scheduler count in nanoseconds decides: clock ticks (10 ms each) are too coarse for a minute
     # that costs each process about a hundredth of a second.
     cpu_met = mns <= sns; mem_met = mhwm / 1024 <= 32
-    printf "Monitor CPU: %.3f CPU-s, supervisord %.3f CPU-s, target <= supervisord: target %s\n", mns, sns, cpu_met ? "met" : "MISSED"
+    printf "Monitor CPU: %.4f CPU-s, supervisord %.4f CPU-s, target <= supervisord: target %s\n", mns, sns, cpu_met ? "met" : "MISSED"
     printf "Monitor resident memory: VmHWM %.1f MB (VmRSS %.1f MB), target <= 32 MB: target %s\n", mhwm / 1024, mrss / 1024, mem_met ? "met" : "MISSED"
-    printf "summary: footprint | Monitor CPU over %.0f s (scheduler), CPU-s | %.3f s | <= %.3f s | %s\n", secs, mns, sns, cpu_met ? "met" : "MISSED"
+    printf "summary: footprint | Monitor CPU over %.0f s (scheduler), CPU-s | %.4f s | <= %.4f s | %s\n", secs, mns, sns, cpu_met ? "met" : "MISSED"
     printf "summary: footprint | Monitor resident memory (VmHWM) | %.1f MB | <= 32 MB | %s\n", mhwm / 1024, mem_met ? "met" : "MISSED"
-    printf "summary: footprint | supervisord CPU, same %.0f s (yardstick, scheduler) | %.3f s | - | -\n", secs, sns
+    printf "summary: footprint | supervisord CPU, same %.0f s (yardstick, scheduler) | %.4f s | - | -\n", secs, sns
     printf "summary: footprint | supervisord resident memory (VmHWM) (yardstick) | %.1f MB | - | -\n", shwm / 1024
     exit !(cpu_met && mem_met)
 }' || sound=0

@@ -1,5 +1,6 @@
 // HvxMonitor: builds the real Environment (our editions of the product components and the
 // Linux and Qt editions of the platform services) and runs the entry procedure.
+#include "app/ApplicationIcon.h"
 #include "channel/AppContext.h"
 #include "commands/ui/UnattendedMessageWithTurnOff.h"
 #include "commands/ui/UnattendedOperatorName.h"
@@ -36,7 +37,6 @@
 #include "supervision/frmMonitor.h"
 
 #include <QApplication>
-#include <QIcon>
 #include <QStyle>
 #include <QTimer>
 
@@ -55,7 +55,7 @@ int main(int argc, char* argv[]) {
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("HvxMonitor"));
     // Every window's icon, and the desktop entry that the desktop matches the windows with.
-    QApplication::setWindowIcon(QIcon(QStringLiteral(":/hvxmonitor.svg")));
+    QApplication::setWindowIcon(applicationIcon());
     QGuiApplication::setDesktopFileName(QStringLiteral("hvxmonitor"));
     // Message pictures that stay sharp when the desktop is scaled.
     QApplication::setStyle(new MessagePictureStyle(QApplication::style()->name()));

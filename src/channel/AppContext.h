@@ -14,6 +14,8 @@
 
 namespace hvx {
 
+class SharedSectionReads;
+
 // The five service switches kept in the Options section; true means the service is off.
 struct StopSwitches {
     bool readingEmail = false;
@@ -61,6 +63,9 @@ struct AppContext {
     QString databasePassword;
     // Program version and database, for the status bar and the log.
     QString databaseDescription;
+
+    // The reads of one section shared for a while (see RegFunctions.h); null when none are.
+    SharedSectionReads* sharedReads = nullptr;
 
     bool traceOn = false;
     StopSwitches stop;

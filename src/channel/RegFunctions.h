@@ -1,6 +1,12 @@
 #pragma once
 
+#include "platform/RegistryStore.h"
+
+#include <QAnyStringView>
 #include <QString>
+
+#include <cstdint>
+#include <vector>
 
 namespace hvx {
 
@@ -12,8 +18,8 @@ struct AppContext;
 // No error trap of their own: a store that cannot be created raises error 429 to the caller.
 
 // The value's text, or `defaultValue` when it cannot be read. An empty value is empty text.
-QString GetRegValue(AppContext& ctx, const QString& section, const QString& name,
-                    const QString& defaultValue);
+QString GetRegValue(AppContext& ctx, const QString& section, QAnyStringView name,
+                    QAnyStringView defaultValue);
 // Creates the section when it is missing. A failure to write is not detected.
 void SaveRegValue(AppContext& ctx, const QString& section, const QString& name,
                   const QString& value);
@@ -23,5 +29,46 @@ void DeleteRegSection(AppContext& ctx, const QString& section);
 
 // The key path of a section: registry base path, a backslash, the section.
 QString sectionKeyPath(const AppContext& ctx, const QString& section);
+
+// While it lives, the reads of one section through GetRegValue share one read of the whole
+// section: the first read creates the store component and reads every value of the section
+// in one transaction, and the reads after it answer from that as long as it is at most
+// kFreshMilliseconds old and nothing was written or deleted through these functions since.
+// A run of reads close together, such as the timer's tick, so costs one store transaction,
+// and each read still answers what a read of its own could have answered: nothing waits
+// between them on the other processes, and this process's own writes are seen at once.
+// Nothing is kept beyond the scope. One scope at a time per context; a nested one takes over
+// until it ends.
+class SharedSectionReads {
+  public:
+    static constexpr std::int64_t kFreshMilliseconds = 20;
+
+    SharedSectionReads(AppContext& ctx, QString section);
+    // Reads into `storage`, whose strings are kept where the store still holds the same text:
+    // kept from scope to scope, it saves copying a section that is read every second.
+    SharedSectionReads(AppContext& ctx, QString section,
+                       std::vector<RegistryStore::Entry>& storage);
+    ~SharedSectionReads();
+    SharedSectionReads(const SharedSectionReads&) = delete;
+    SharedSectionReads& operator=(const SharedSectionReads&) = delete;
+
+    bool covers(const QString& section) const { return section == section_; }
+    // The value of `name` in the section, read afresh when needed; `defaultValue` when it is
+    // missing or the store could not be read. A store that cannot be created raises 429.
+    QString value(QAnyStringView name, QAnyStringView defaultValue);
+    // The next read reads afresh.
+    void forget() { read_ = false; }
+
+  private:
+    bool readSection();
+
+    AppContext& ctx_;
+    const QString section_;
+    SharedSectionReads* const outer_;
+    bool read_ = false;
+    std::int64_t readAt_ = 0;
+    std::vector<RegistryStore::Entry> ownEntries_;
+    std::vector<RegistryStore::Entry>& entries_;
+};
 
 }  // namespace hvx

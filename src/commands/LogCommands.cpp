@@ -54,6 +54,8 @@ void ViewLogFile(AppContext& ctx, const SuspendAction& suspend) {
         ctx.procedureCode = code::kViewErrorLogLookUp;
         FileOpener& opener = required(ctx.env.fileOpener);
         const auto program = opener.associatedProgram(path);
+        // The window's timer may have ticked while the desktop was asked.
+        ctx.procedureCode = code::kViewErrorLogLookUp;
         if (!program) {
             tellOperator(
                 ctx,

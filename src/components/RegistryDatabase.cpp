@@ -87,6 +87,8 @@ const char* sqlText(RegistryDatabase::Sql which) {
                    " ORDER BY key_path, name";
         case Sql::ListAll:
             return "SELECT key_path, name, value FROM registry_values ORDER BY key_path, name";
+        case Sql::ListOwn:
+            return "SELECT name, value FROM registry_values WHERE key_path = ?1";
     }
     return "";
 }
@@ -241,6 +243,11 @@ QString RegistryDatabase::Statement::text(int column) const {
     const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(stmt_, column));
     const int bytes = sqlite3_column_bytes(stmt_, column);
     return QString::fromUtf8(data, bytes);
+}
+
+QUtf8StringView RegistryDatabase::Statement::utf8(int column) const {
+    const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(stmt_, column));
+    return {data, sqlite3_column_bytes(stmt_, column)};
 }
 
 QVariant RegistryDatabase::Statement::value(int column) const {

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QUtf8StringView>
 #include <QVariant>
 
 #include <array>
@@ -36,8 +37,9 @@ class RegistryDatabase {
         DropKey,
         ListKey,
         ListAll,
+        ListOwn,
     };
-    static constexpr std::size_t kSqlCount = 6;
+    static constexpr std::size_t kSqlCount = 7;
 
     enum class Step { Row, Done, Failed };
 
@@ -57,6 +59,8 @@ class RegistryDatabase {
         // A failure is recorded as the database's last error.
         Step step();
         QString text(int column) const;
+        // The column as text, valid until the next step (numbers as decimal text).
+        QUtf8StringView utf8(int column) const;
         // The column as SQLite holds it: a number (int when it fits) or text.
         QVariant value(int column) const;
         bool isNumber(int column) const;

@@ -147,4 +147,41 @@ int SqliteRegistryStore::ListValues(std::uint32_t hive, const QString& keyPath,
     return entries.empty() ? kStatusNotFound : kStatusOk;
 }
 
+int SqliteRegistryStore::ListOwnValues(std::uint32_t hive, const QString& keyPath,
+                                       std::vector<Entry>& entries) {
+    if (!isCurrentUser(hive)) {
+        entries.clear();
+        return kStatusFailure;
+    }
+    auto statement = database_->statement(Sql::ListOwn);
+    if (!statement || !statement.bind(1, keyPath)) {
+        entries.clear();
+        return kStatusFailure;
+    }
+    const auto keep = [](QString& text, QUtf8StringView now) {
+        if (!QAnyStringView::equal(text, now)) {
+            text = now.toString();
+        }
+    };
+    std::size_t count = 0;
+    Step step = Step::Done;
+    while ((step = statement.step()) == Step::Row) {
+        if (count == entries.size()) {
+            entries.push_back(
+                {keyPath, statement.utf8(0).toString(), statement.utf8(1).toString()});
+        } else {
+            Entry& entry = entries[count];
+            entry.keyPath = keyPath;
+            keep(entry.name, statement.utf8(0));
+            keep(entry.value, statement.utf8(1));
+        }
+        ++count;
+    }
+    entries.resize(step == Step::Failed ? 0 : count);
+    if (step == Step::Failed) {
+        return kStatusFailure;
+    }
+    return entries.empty() ? kStatusNotFound : kStatusOk;
+}
+
 }  // namespace hvx

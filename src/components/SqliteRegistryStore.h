@@ -34,6 +34,8 @@ class SqliteRegistryStore final : public RegistryStore {
     int DropKey(std::uint32_t hive, const QString& keyPath) override;
     int ListValues(std::uint32_t hive, const QString& keyPath,
                    std::vector<Entry>& entries) override;
+    int ListOwnValues(std::uint32_t hive, const QString& keyPath,
+                      std::vector<Entry>& entries) override;
 
   private:
     std::shared_ptr<RegistryDatabase> database_;

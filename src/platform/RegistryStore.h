@@ -43,6 +43,12 @@ class RegistryStore {
     // as decimal text.
     virtual int ListValues(std::uint32_t hive, const QString& keyPath,
                            std::vector<Entry>& entries) = 0;
+    // The values of the key itself, not of the keys below it, as one moment of the store holds
+    // them, in no particular order; numbers as decimal text. Each entry's key path is `keyPath`.
+    // The strings of the entries already in `entries` are kept where they hold the same text,
+    // so that a key read again and again is not copied again.
+    virtual int ListOwnValues(std::uint32_t hive, const QString& keyPath,
+                              std::vector<Entry>& entries) = 0;
 };
 
 }  // namespace hvx

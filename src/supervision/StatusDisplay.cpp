@@ -42,9 +42,15 @@ void frmMonitor::showErrorInfo(const QString& errorInfo) {
 void frmMonitor::ShowStatus() {
     RunTrapped(ctx_, code::kShowStatus, [&] {
         if (!isCode(readControl(value::kState, defaults::kState), state::kNotStarted)) {
-            UpdateStatusBar(
-                uptimeText(minutesBetween(loop_.MonitorStartTime, required(ctx_.env.clock).now())),
-                1);
+            // Asked every second, the text changes every six minutes: it is made again only
+            // when the minutes move.
+            const std::int64_t minutes =
+                minutesBetween(loop_.MonitorStartTime, required(ctx_.env.clock).now());
+            if (minutes != uptimeMinutes_ || uptime_.isEmpty()) {
+                uptimeMinutes_ = minutes;
+                uptime_ = uptimeText(minutes);
+            }
+            UpdateStatusBar(uptime_, 1);
         }
         UpdateStatusBar(readControl(value::kStatus, defaults::kStatus), 2);
         const QString errorInfo = readControl(value::kErrorInfo, defaults::kErrorInfo);

@@ -30,6 +30,8 @@ void frmMonitor::Timer1_Timer() {
     bool rearm = true;
     ctx_.procedureCode = code::kTimer1Timer;
     try {
+        // The tick's reads of the control channel share one read of it.
+        SharedSectionReads controls(ctx_, ctx_.controlsSection, controlValues_);
         rearm = superviseCore(previousTrace);
     } catch (...) {
         const RuntimeError error = asRuntimeError(std::current_exception());

@@ -2,11 +2,14 @@
 
 #include "MonitorLoopState.h"
 #include "platform/OsServices.h"
+#include "platform/RegistryStore.h"
 
 #include <QIcon>
 #include <QMainWindow>
 
+#include <cstdint>
 #include <memory>
+#include <vector>
 
 class QAction;
 class QCheckBox;
@@ -157,6 +160,11 @@ class frmMonitor final : public QMainWindow {
     QIcon imgExclaim;
     // The error information in full; the label shows as much of it as its frame holds.
     QString errorLogText_;
+    // The control channel as the last tick read it: its strings are kept while they hold.
+    std::vector<RegistryStore::Entry> controlValues_;
+    // The uptime text last made, and for how many minutes.
+    QString uptime_;
+    std::int64_t uptimeMinutes_ = 0;
     StatusPanel* panels_[3];
     QAction* mnuExit;
     QAction* mnuSuspend;

@@ -1,5 +1,6 @@
-// The shipped icon is compiled into the program and draws at any size; the main window wears
-// it, and the warning picture only while the error indicator is up.
+// The shipped icon is compiled into the program and draws at every size it is shown at; the
+// main window wears it, and the warning picture only while the error indicator is up.
+#include "app/ApplicationIcon.h"
 #include "channel/RegFunctions.h"
 #include "fakes/TestEnvironment.h"
 #include "settings/SystemSettings.h"
@@ -16,7 +17,7 @@ class TestApplicationIcon : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
-    // Sharp at twice the size too: drawn from the SVG, not scaled from a small picture.
+    // Sharp at twice the size too: rendered at that size, not scaled from a small picture.
     void theIconDrawsAtEverySize_data() {
         QTest::addColumn<int>("size");
         QTest::newRow("16") << 16;
@@ -25,7 +26,7 @@ class TestApplicationIcon : public QObject {
     }
     void theIconDrawsAtEverySize() {
         QFETCH(int, size);
-        const QIcon icon(QStringLiteral(":/hvxmonitor.svg"));
+        const QIcon icon = applicationIcon();
         const QImage image = icon.pixmap(size, size).toImage();
         QCOMPARE(image.width(), size);
         // The screen's dark frame (from 4/64 to 9/64 of the width).
@@ -34,7 +35,7 @@ class TestApplicationIcon : public QObject {
     }
 
     void theWindowWearsItWhileNoErrorShows() {
-        const QIcon icon(QStringLiteral(":/hvxmonitor.svg"));
+        const QIcon icon = applicationIcon();
         QApplication::setWindowIcon(icon);
         TestEnvironment t;
         SystemSettings settings;

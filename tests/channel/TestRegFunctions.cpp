@@ -2,9 +2,12 @@
 #include "channel/ErrorReporting.h"
 #include "channel/ProcedureCodes.h"
 #include "channel/RegFunctions.h"
+#include "components/SqliteRegistryStore.h"
 #include "fakes/TestEnvironment.h"
 
 #include <QTest>
+
+#include <optional>
 
 using namespace hvx;
 
@@ -83,11 +86,56 @@ class TestRegFunctions : public QObject {
     void aMissingStoreComponentReachesTheCaller() {
         test::TestEnvironment t;
         t.env.registryStore = nullptr;
-        QVERIFY(!RunTrapped(*t.ctx, 11076, [&] {
-            GetRegValue(*t.ctx, QStringLiteral("Controls"), QStringLiteral("State"), {});
-        }));
-        QCOMPARE(t.errors().ErrorNumber(), err::CannotCreateComponent);
-        QVERIFY(t.errors().ErrorText().endsWith(QStringLiteral("(Code 11051 in HvxMonitor.exe)")));
+        for (const bool shared : {false, true}) {
+            std::optional<SharedSectionReads> reads;
+            if (shared) {
+                reads.emplace(*t.ctx, QStringLiteral("Controls"));
+            }
+            QVERIFY(!RunTrapped(*t.ctx, 11076, [&] {
+                GetRegValue(*t.ctx, QStringLiteral("Controls"), QStringLiteral("State"), {});
+            }));
+            QCOMPARE(t.errors().ErrorNumber(), err::CannotCreateComponent);
+            QVERIFY(
+                t.errors().ErrorText().endsWith(QStringLiteral("(Code 11051 in HvxMonitor.exe)")));
+        }
+    }
+
+    // Within a scope, one read of the section answers the reads after it until it is too old
+    // or this process writes; another process's writes are seen after that, and after the scope.
+    void sharedReadsSeeOwnWritesAtOnceAndOthersSoon() {
+        test::TestEnvironment t;
+        AppContext& ctx = *t.ctx;
+        const QString controls = ctx.controlsSection;
+        SaveRegValue(ctx, controls, value::kState, QStringLiteral("1"));
+        SaveRegValue(ctx, controls + QStringLiteral("\\Below"), value::kStatus,
+                     QStringLiteral("below"));
+        const auto core = SqliteRegistryStore::factory(t.registryPath)();
+        const auto coreWrites = [&](const QString& state) {
+            core->SetValue(RegistryStore::kCurrentUser, sectionKeyPath(ctx, controls),
+                           value::kState, state, RegistryStore::kTypeString, true);
+        };
+        int stores = 0;
+        const Factory<RegistryStore> real = t.env.registryStore;
+        t.env.registryStore = [&] {
+            ++stores;
+            return real();
+        };
+        {
+            const SharedSectionReads reads(ctx, controls);
+            QCOMPARE(GetRegValue(ctx, controls, QStringLiteral("STATE"), {}), QStringLiteral("1"));
+            QCOMPARE(GetRegValue(ctx, controls, value::kStatus, QStringLiteral("none")),
+                     QStringLiteral("none"));
+            coreWrites(QStringLiteral("2"));
+            QCOMPARE(GetRegValue(ctx, controls, value::kState, {}), QStringLiteral("1"));
+            QCOMPARE(stores, 1);
+            t.clock.advanceMilliseconds(SharedSectionReads::kFreshMilliseconds + 1);
+            QCOMPARE(GetRegValue(ctx, controls, value::kState, {}), QStringLiteral("2"));
+            SaveRegValue(ctx, controls, value::kCommand, QStringLiteral("4"));
+            QCOMPARE(GetRegValue(ctx, controls, value::kCommand, {}), QStringLiteral("4"));
+            QCOMPARE(stores, 4);
+        }
+        coreWrites(QStringLiteral("3"));
+        QCOMPARE(GetRegValue(ctx, controls, value::kState, {}), QStringLiteral("3"));
     }
 };
 

@@ -2,6 +2,7 @@
 
 #include <QCryptographicHash>
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -73,17 +74,49 @@ void AbstractSocketName::release() {
 }
 
 bool AbstractSocketName::existsElsewhere() const {
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0) {
-        return false;
+    return AbstractSocketProbe().held(*this);
+}
+
+AbstractSocketProbe::~AbstractSocketProbe() {
+    drop();
+}
+
+void AbstractSocketProbe::drop() {
+    if (fd_ >= 0) {
+        ::close(fd_);
+    }
+    fd_ = -1;
+    connectedTo_.clear();
+}
+
+bool AbstractSocketProbe::held(const AbstractSocketName& name) {
+    if (!connectedTo_.isEmpty()) {
+        // The holder never accepts; when it lets the name go, the kernel drops the waiting
+        // connection and says so at once.
+        pollfd connection{fd_, 0, 0};
+        if (connectedTo_ == name.name() && ::poll(&connection, 1, 0) == 0) {
+            return true;
+        }
+        drop();
+    }
+    if (fd_ < 0) {
+        fd_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+        if (fd_ < 0) {
+            return false;
+        }
     }
     sockaddr_un address{};
-    const socklen_t length = abstractAddress(name_, address);
-    // A full backlog answers EAGAIN: the name is held all the same.
-    const bool found = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), length) == 0 ||
-                       errno == EAGAIN || errno == EINPROGRESS;
-    ::close(fd);
-    return found;
+    const socklen_t length = abstractAddress(name.name(), address);
+    if (::connect(fd_, reinterpret_cast<const sockaddr*>(&address), length) == 0) {
+        connectedTo_ = name.name();
+        return true;
+    }
+    const int error = errno;
+    // Refused (nobody holds it) and full (held) leave the socket unconnected, as it was.
+    if (error != ECONNREFUSED && error != EAGAIN) {
+        drop();
+    }
+    return error == EAGAIN || error == EINPROGRESS;
 }
 
 }  // namespace hvx

@@ -21,6 +21,7 @@ class AbstractSocketName {
 
     // Whether anyone holds the name: a non-blocking connect.
     bool existsElsewhere() const;
+    const QByteArray& name() const { return name_; }
 
     ~AbstractSocketName();
     AbstractSocketName(const AbstractSocketName&) = delete;
@@ -29,6 +30,30 @@ class AbstractSocketName {
   private:
     QByteArray name_;
     int fd_ = -1;
+};
+
+// Asks whether names are held, with one socket kept between questions. The first question
+// about a name is a non-blocking connect. When it connects, the connection waits on the
+// holder's listening socket (never accepted) and answers the next questions about that name:
+// the kernel hangs it up the moment the holder lets the name go, so a question is one poll
+// until then. A connect refused, or turned away because the holder's queue is full (the name
+// is held all the same), leaves the socket unconnected for the next question. One thread at
+// a time.
+class AbstractSocketProbe {
+  public:
+    AbstractSocketProbe() = default;
+    ~AbstractSocketProbe();
+    AbstractSocketProbe(const AbstractSocketProbe&) = delete;
+    AbstractSocketProbe& operator=(const AbstractSocketProbe&) = delete;
+
+    bool held(const AbstractSocketName& name);
+
+  private:
+    void drop();
+
+    int fd_ = -1;
+    // The name the socket is connected to; empty while it is not.
+    QByteArray connectedTo_;
 };
 
 }  // namespace hvx

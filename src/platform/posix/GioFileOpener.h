@@ -2,8 +2,6 @@
 
 #include "platform/OsServices.h"
 
-#include <thread>
-
 namespace hvx {
 
 // The desktop's own association through GIO, as file managers and `gio open` use it: the type
@@ -13,23 +11,15 @@ namespace hvx {
 // associatedProgram() and open() is the desktop entry's id.
 //
 // GIO reads the MIME database and every desktop entry on its first lookup, tens of
-// milliseconds on a cold disk; a thread started by the constructor does that first lookup, so
-// the window's thread finds the tables loaded. GIO's tables are safe across threads.
+// milliseconds on a cold disk, and keeps them for the life of the process. Nothing of it is
+// loaded or read before the operator first asks; each lookup runs on a thread of its own while
+// the calling thread goes on with its events (the window keeps drawing and its timer ticking;
+// input waits until the answer is there). GIO's tables are safe across threads.
 class GioFileOpener final : public FileOpener {
   public:
-    GioFileOpener();
-    // Waits for the warm-up lookup to end.
-    ~GioFileOpener() override;
-
-    GioFileOpener(const GioFileOpener&) = delete;
-    GioFileOpener& operator=(const GioFileOpener&) = delete;
-
     std::optional<QString> associatedProgram(const QString& file) const override;
     bool open(const QString& program, const QString& file) override;
     bool openFolder(const QString& folder) override;
-
-  private:
-    std::thread warmUp_;
 };
 
 }  // namespace hvx

@@ -1,6 +1,6 @@
 #include "SocketWindowDirectory.h"
 
-#include "AbstractSocketName.h"
+#include <utility>
 
 namespace hvx {
 
@@ -34,8 +34,18 @@ class SocketCaptionAnnouncement final : public CaptionAnnouncement {
 
 }  // namespace
 
+SocketWindowDirectory::SocketWindowDirectory() = default;
+SocketWindowDirectory::~SocketWindowDirectory() = default;
+
 bool SocketWindowDirectory::findWindow(const QString& caption) const {
-    return AbstractSocketName(kWindowKind, caption).existsElsewhere();
+    // The name hashes the caption: made again only for another caption or session.
+    QByteArray session = qgetenv("HVX_SESSION");
+    if (!lastName_ || caption != lastCaption_ || session != lastSession_) {
+        lastName_ = std::make_unique<AbstractSocketName>(kWindowKind, caption);
+        lastCaption_ = caption;
+        lastSession_ = std::move(session);
+    }
+    return probe_.held(*lastName_);
 }
 
 std::unique_ptr<CaptionAnnouncement> SocketWindowDirectory::announce(const QString& caption) {
