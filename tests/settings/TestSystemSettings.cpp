@@ -44,19 +44,14 @@ class TestSystemSettings : public QObject {
         QVERIFY(t.errors().reports.isEmpty());
     }
 
+    // Which texts count as true is the conversion's own test; here, what the load writes.
     void booleanSettingWritesOneOrZero_data() {
         QTest::addColumn<QString>("stored");
         QTest::addColumn<QString>("written");
-        QTest::newRow("True") << "True"
-                              << "1";
         QTest::newRow("-1") << "-1"
                             << "1";
-        QTest::newRow("1") << "1"
-                           << "1";
         QTest::newRow("False") << "False"
                                << "0";
-        QTest::newRow("0") << "0"
-                           << "0";
     }
     void booleanSettingWritesOneOrZero() {
         QFETCH(QString, stored);

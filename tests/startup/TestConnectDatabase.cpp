@@ -148,17 +148,6 @@ class TestConnectDatabase : public QObject {
         QCOMPARE(wizardRuns_, 0);
     }
 
-    void yesRunsTheWizardAgainAndConnects() {
-        TestEnvironment t;
-        wire(t);
-        writeDbIni(t.env.applicationFolder);
-        answers_ = {0, 2};
-        t.boxes.queue(MessageAnswer::Yes);
-        connect(t);
-        QCOMPARE(wizardRuns_, 1);
-        QCOMPARE(answers_.size(), 0u);
-    }
-
     void noDbIniRunsTheWizardFirst() {
         TestEnvironment t;
         wire(t, true);

@@ -239,18 +239,6 @@ class TestHvxMonCore : public QObject {
         QVERIFY(!shown(caption));
     }
 
-    void abortAfterWritesStateAndEnds() {
-        Core core;
-        core.useFolderAsDatabase();
-        core.set("Command", u"1"_s);
-        core.start({}, u"abort-after:2"_s);
-        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
-        QVERIFY(core.ended(3));
-        QVERIFY(core.clock.elapsed() >= 1900);
-        QCOMPARE(core.get("State"), u"999"_s);
-        QVERIFY(!shown(kDefaultCaption));
-    }
-
     void noWindowNeverShowsOne() {
         Core core;
         core.useFolderAsDatabase();
