@@ -1,5 +1,6 @@
 #include "channel/RegFunctions.h"
 #include "fakes/TestEnvironment.h"
+#include "fakes/TestFiles.h"
 #include "settings/SystemSettings.h"
 #include "supervision/frmMonitor.h"
 
@@ -19,10 +20,7 @@ struct LogRig {
         t.ctx->applicationTitle = QStringLiteral("Help Desk Monitor");
         log = t.folder.filePath(QStringLiteral("monitorlog.txt"));
         t.errors().SetLogFile(log);
-        QFile file(log);
-        if (file.open(QIODevice::WriteOnly)) {
-            file.write("2026-11-23 10:00:00  TRACE  Started\n");
-        }
+        writeFile(log, "2026-11-23 10:00:00  TRACE  Started\n");
         window = std::make_unique<frmMonitor>(*t.ctx, settings);
         window->findChild<QPushButton*>(QStringLiteral("cmdCommand"))
             ->setText(QStringLiteral("Suspend"));

@@ -2,6 +2,7 @@
 #include "channel/RegFunctions.h"
 #include "commands/NetSendAlerts.h"
 #include "fakes/TestEnvironment.h"
+#include "fakes/TestFiles.h"
 #include "platform/Dialogs.h"
 
 #include <QFile>
@@ -17,14 +18,10 @@ const QString kOptions = QStringLiteral("Options");
 const QStringList kAlertValues{"AlertMsg", "AlertOp1", "AlertOp2", "AlertOp3"};
 
 QString makeProgram(const QString& folder, bool executable = true) {
-    QString path = folder + QStringLiteral("/hvx-net-send");
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write("#!/bin/sh\n");
-        file.close();
-    }
-    file.setPermissions(executable ? QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
-                                   : QFile::ReadOwner | QFile::WriteOwner);
+    const QString path = folder + QStringLiteral("/hvx-net-send");
+    writeFile(path, "#!/bin/sh\n");
+    QFile::setPermissions(path, executable ? QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
+                                           : QFile::ReadOwner | QFile::WriteOwner);
     return path;
 }
 

@@ -4,6 +4,7 @@
 #include "commands/ui/UnattendedMessageWithTurnOff.h"
 #include "commands/ui/UnattendedOperatorName.h"
 #include "fakes/TestEnvironment.h"
+#include "fakes/TestFiles.h"
 #include "platform/qt/UnattendedMessageBoxes.h"
 #include "platform/qt/UnattendedSession.h"
 #include "settings/ui/UnattendedDeleteOldMessages.h"
@@ -107,11 +108,9 @@ class TestUnattendedDialogs : public QObject {
         QFETCH(QString, box);
         QFETCH(QString, refused);
         TestEnvironment t;
-        QFile names(t.folder.filePath(QStringLiteral("monitornames.txt")));
-        QVERIFY(names.open(QIODevice::WriteOnly));
-        names.write(box.startsWith(QLatin1String("Error")) ? "North,/a\nno comma\n"
-                                                           : "North,/nowhere\n");
-        names.close();
+        QVERIFY(writeFile(
+            t.folder.filePath(QStringLiteral("monitornames.txt")),
+            box.startsWith(QLatin1String("Error")) ? "North,/a\nno comma\n" : "North,/nowhere\n"));
         const QString log = t.folder.filePath(QStringLiteral("unattended.jsonl"));
         UnattendedSession session(log, answers);
 

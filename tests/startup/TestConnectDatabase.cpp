@@ -1,5 +1,6 @@
 #include "fakes/StubDatabaseManager.h"
 #include "fakes/TestEnvironment.h"
+#include "fakes/TestFiles.h"
 #include "platform/ProductComponents.h"
 #include "settings/SystemSettings.h"
 #include "startup/DatabaseConnection.h"
@@ -50,9 +51,8 @@ class ScriptedWizard final : public ConnectionWizard {
     void ShowDialog() override {
         ++runs_;
         if (!cancel_) {
-            QFile ini(folder_ + QStringLiteral("/db.ini"));
-            QVERIFY(ini.open(QIODevice::WriteOnly));
-            ini.write("[Database]\nType = JET\nLocation = wizard.sqlite3\n");
+            QVERIFY(writeFile(folder_ + QStringLiteral("/db.ini"),
+                              "[Database]\nType = JET\nLocation = wizard.sqlite3\n"));
         }
     }
     bool Cancelled() const override { return cancel_; }
@@ -87,9 +87,8 @@ class TestConnectDatabase : public QObject {
     }
 
     static void writeDbIni(const QString& folder) {
-        QFile ini(folder + QStringLiteral("/db.ini"));
-        QVERIFY(ini.open(QIODevice::WriteOnly));
-        ini.write("[Database]\nType = JET\nLocation = help.sqlite3\n");
+        QVERIFY(writeFile(folder + QStringLiteral("/db.ini"),
+                          "[Database]\nType = JET\nLocation = help.sqlite3\n"));
     }
 
     static bool connect(TestEnvironment& t) {

@@ -1,4 +1,5 @@
 #include "fakes/TestEnvironment.h"
+#include "fakes/TestFiles.h"
 #include "startup/MonitorNames.h"
 
 #include <QDir>
@@ -13,11 +14,8 @@ using namespace hvx::test;
 namespace {
 
 QString write(TestEnvironment& t, const QByteArray& text) {
-    QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write(text);
-    }
+    const QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
+    writeFile(path, text);
     return path;
 }
 
@@ -115,8 +113,7 @@ class TestMonitorNames : public QObject {
     void okChecks() {
         TestEnvironment t;
         QTemporaryDir good;
-        QFile ini(good.filePath(QStringLiteral("db.ini")));
-        QVERIFY(ini.open(QIODevice::WriteOnly));
+        QVERIFY(writeFile(good.filePath(QStringLiteral("db.ini")), {}));
         const std::vector<MonitorNameEntry> entries{
             {QStringLiteral("North"), good.path() + QStringLiteral("/")},
             {QStringLiteral("South"), QStringLiteral("/nowhere")},

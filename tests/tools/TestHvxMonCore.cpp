@@ -2,6 +2,7 @@
 #include "channel/RegFunctions.h"
 #include "components/BuiltInStringTable.h"
 #include "components/SqliteRegistryStore.h"
+#include "fakes/TestFiles.h"
 #include "platform/posix/SocketWindowDirectory.h"
 #include "support/Patience.h"
 
@@ -316,10 +317,8 @@ class TestHvxMonCore : public QObject {
 
     void unreachableDatabaseRaisesCoreHasDBIssues() {
         Core core;
-        QFile ini(core.folder.filePath(u"db.ini"_s));
-        QVERIFY(ini.open(QIODevice::WriteOnly));
-        ini.write("[Database]\nType = JET\nLocation = gone.sqlite3\n");
-        ini.close();
+        QVERIFY(hvx::test::writeFile(core.folder.filePath(u"db.ini"_s),
+                                     "[Database]\nType = JET\nLocation = gone.sqlite3\n"));
         core.useFolderAsDatabase();
         core.set("Command", u"1"_s);
         core.start();

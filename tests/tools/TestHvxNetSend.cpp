@@ -1,3 +1,4 @@
+#include "fakes/TestFiles.h"
 #include "support/Patience.h"
 #include "support/WebhookServer.h"
 
@@ -210,12 +211,9 @@ class TestHvxNetSend : public QObject {
         QTemporaryDir folder;
         const QString sendmail = folder.filePath(QStringLiteral("sendmail"));
         if (sendmailStatus >= 0) {
-            QFile script(sendmail);
-            QVERIFY(script.open(QIODevice::WriteOnly));
-            script.write(
-                "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.args\"\ncat > \"$0.mail\"\nexit " +
-                QByteArray::number(sendmailStatus) + "\n");
-            script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            QVERIFY(hvx::test::writeScript(
+                sendmail, "printf '%s\\n' \"$@\" > \"$0.args\"\ncat > \"$0.mail\"\nexit " +
+                              QByteArray::number(sendmailStatus) + "\n"));
         }
 
         const Run run = netSend({destination, QStringLiteral("Core down\n.\nstill down")},

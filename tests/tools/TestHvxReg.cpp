@@ -1,3 +1,5 @@
+#include "fakes/TestFiles.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
@@ -135,9 +137,8 @@ class TestHvxReg : public QObject {
         QFETCH(QString, relativePath);
         QFETCH(QString, reason);
         QTemporaryDir folder;
-        QFile garbage(folder.filePath(QStringLiteral("garbage")));
-        QVERIFY(garbage.open(QIODevice::WriteOnly) && garbage.write(QByteArray(4096, 'g')) > 0);
-        garbage.close();
+        QVERIFY(hvx::test::writeFile(folder.filePath(QStringLiteral("garbage")),
+                                     QByteArray(4096, 'g')));
         const QString readOnly = folder.filePath(QStringLiteral("read-only"));
         QCOMPARE(hvxReg(readOnly, {"set", "Options", "A", "1"}).code, 0);
         QVERIFY(QFile::setPermissions(readOnly, QFile::ReadOwner));
