@@ -1,4 +1,5 @@
 #include "PrivateSessionBus.h"
+#include "fakes/TestFiles.h"
 #include "support/Installation.h"
 #include "support/Patience.h"
 
@@ -34,12 +35,6 @@ QStringList damagedStoresIn(const QString& folder) {
     return QDir(folder)
         .entryList({QStringLiteral("registry.sqlite3.damaged-*")})
         .filter(QRegularExpression(QStringLiteral("damaged-[0-9-]+$")));
-}
-
-void writeFile(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    QCOMPARE(file.write(bytes), bytes.size());
 }
 
 QVariant monitorRow(const Installation& i, const char* column) {
@@ -94,7 +89,7 @@ class TestMonitorEndToEnd : public QObject {
         i.startMonitor();
         QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle), kPatienceMs);
         QProcess* second = i.startMonitor();
-        QVERIFY(second->waitForFinished(10000));
+        QVERIFY(second->waitForFinished(kPatienceMs));
         QVERIFY(second->exitCode() != 0);
         QVERIFY(i.boxes().contains(
             QStringLiteral("Halvex Help Desk Monitor is already running on this computer")));
@@ -114,7 +109,7 @@ class TestMonitorEndToEnd : public QObject {
             QVERIFY(!i.control("MonitorTicks", section).isEmpty());
         }
         QProcess* again = i.startMonitor(QStringLiteral("select:North"));
-        QVERIFY(again->waitForFinished(15000));
+        QVERIFY(again->waitForFinished(kPatienceMs));
         QVERIFY(i.boxes().contains(
             QStringLiteral("This monitor is already running on this computer.")));
 
@@ -132,17 +127,19 @@ class TestMonitorEndToEnd : public QObject {
         Installation i(QStringLiteral("e2e-wizard"));
         const QString folder = i.dir.filePath(QStringLiteral("Sales"));
         QVERIFY(QDir().mkpath(folder));
-        writeFile(folder + QStringLiteral("/db.ini"),
-                  "[Database]\nType = SQLSERVER\nDriver = No Such Driver\nServer = 127.0.0.1\n"
-                  "Database = helpdesk\n");
-        writeFile(i.app + QStringLiteral("/monitornames.txt"), "Sales, " + folder.toUtf8() + "/\n");
+        QVERIFY(
+            writeFile(folder + QStringLiteral("/db.ini"),
+                      "[Database]\nType = SQLSERVER\nDriver = No Such Driver\nServer = 127.0.0.1\n"
+                      "Database = helpdesk\n"));
+        QVERIFY(writeFile(i.app + QStringLiteral("/monitornames.txt"),
+                          "Sales, " + folder.toUtf8() + "/\n"));
         const QString database = i.dir.filePath(QStringLiteral("fresh.sqlite3"));
 
         // A refused choice first, its box answered on its own; then the database manager's own
         // report of the failed connection, the wizard question and the wizard.
         QProcess* monitor =
             i.startMonitor(QStringLiteral("select:Nobody,ok,select:Sales,ok,yes,jet:") + database);
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(QStringLiteral("Sales Monitor")), 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(QStringLiteral("Sales Monitor")), kPatienceMs);
 
         QVERIFY(!QFile::exists(i.app + QStringLiteral("/db.ini")));
         QFile written(folder + QStringLiteral("/db.ini"));
@@ -180,7 +177,7 @@ class TestMonitorEndToEnd : public QObject {
         ini.write("Password=" + password.toUtf8() + "\n");
         ini.close();
         QProcess* monitor = i.startMonitor(QStringLiteral("keep"));
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kRunning), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kRunning), kPatienceMs);
         QVERIFY(Installation::terminate(monitor));
         const QString log = i.log();
         QVERIFY2(log.contains(QStringLiteral("  TRACE  Monitor Started\n")), qPrintable(log));
@@ -206,7 +203,7 @@ class TestMonitorEndToEnd : public QObject {
         i.setSetting(QStringLiteral("AutoStartMonitor"), QStringLiteral("1"));
         i.setControl("Trace", QStringLiteral("1"), QStringLiteral("Options"));
         QProcess* monitor = i.startMonitor(QStringLiteral("keep"));
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kRunning), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kRunning), kPatienceMs);
 
         // Fill the folder to the last byte; the tick's trace lines then find no room.
         QFile filler(folder + QStringLiteral("/filler"));
@@ -257,9 +254,9 @@ class TestMonitorEndToEnd : public QObject {
         DemoInstallation i(QStringLiteral("e2e-session-end"));
         QVERIFY(i.ok);
         QProcess* monitor = i.startMonitor(QStringLiteral("no"));
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle), kPatienceMs);
         ::kill(static_cast<pid_t>(monitor->processId()), signalNumber);
-        QVERIFY(monitor->waitForFinished(10000));
+        QVERIFY(monitor->waitForFinished(kPatienceMs));
         QCOMPARE(monitor->exitStatus(), QProcess::NormalExit);
         QVERIFY2(!i.boxes().contains(QStringLiteral("dlgMessageWithTurnOff")),
                  qPrintable(i.boxes()));
@@ -273,16 +270,16 @@ class TestMonitorEndToEnd : public QObject {
         DemoInstallation i(QStringLiteral("e2e-ctrl-c"));
         QVERIFY(i.ok);
         QProcess* monitor = i.startMonitor(QStringLiteral("no,yes"));
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle), kPatienceMs);
         const auto questions = [&i] {
             return i.boxes().count(QStringLiteral("\"kind\":\"dlgMessageWithTurnOff\""));
         };
         ::kill(static_cast<pid_t>(monitor->processId()), SIGINT);
-        QTRY_COMPARE_WITH_TIMEOUT(questions(), 1, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(questions(), 1, kPatienceMs);
         // Were the No to close it, the second Ctrl-C would find nobody to ask.
         QVERIFY(monitor->state() == QProcess::Running);
         ::kill(static_cast<pid_t>(monitor->processId()), SIGINT);
-        QVERIFY(monitor->waitForFinished(10000));
+        QVERIFY(monitor->waitForFinished(kPatienceMs));
         QCOMPARE(questions(), 2);
         QVERIFY2(i.log().trimmed().endsWith(QStringLiteral("TRACE  Closed")), qPrintable(i.log()));
     }
@@ -299,9 +296,9 @@ class TestMonitorEndToEnd : public QObject {
                              QString::fromUtf8(bus.address()));
         i.setSetting(QStringLiteral("AutoStartMonitor"), QStringLiteral("1"));
         QProcess* monitor = i.startMonitor(QStringLiteral("keep"));
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kRunning), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kRunning), kPatienceMs);
         i.setControl("ErrorInfo", QStringLiteral("Error 3021 in SendMail"));
-        QTRY_COMPARE_WITH_TIMEOUT(service.calls.size(), 1, 15000);
+        QTRY_COMPARE_WITH_TIMEOUT(service.calls.size(), 1, kPatienceMs);
         QVERIFY2(service.calls.front().endsWith(QStringLiteral("|Error 3021 in SendMail")),
                  qPrintable(service.calls.front()));
         // Ticks go on while the warning stays up; no second notification.
@@ -335,7 +332,7 @@ class TestMonitorEndToEnd : public QObject {
         if (damage == "folder") {
             QVERIFY(QDir().mkpath(path));
         } else {
-            writeFile(path, bytes);
+            QVERIFY(writeFile(path, bytes));
         }
         if (damage == "read-only") {
             QVERIFY(QFile::setPermissions(path, QFile::ReadOwner));
@@ -343,14 +340,14 @@ class TestMonitorEndToEnd : public QObject {
         }
         QProcess* monitor = i.startMonitor(QStringLiteral("ok,keep"));
         if (!runs) {
-            QVERIFY(monitor->waitForFinished(15'000));
+            QVERIFY(monitor->waitForFinished(kPatienceMs));
             QVERIFY(monitor->exitCode() != 0);
             QVERIFY2(i.boxes().contains(path + QStringLiteral(" cannot be used")),
                      qPrintable(i.boxes()));
             QVERIFY(!i.window(kCore));
             return;
         }
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kRunning), 15'000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kRunning), kPatienceMs);
         QVERIFY2(i.boxes().contains(path + QStringLiteral(" was damaged")), qPrintable(i.boxes()));
         // The journal that SQLite made while it read the damaged file lies beside it.
         const QStringList kept = damagedStoresIn(i.dir.path());
@@ -359,7 +356,7 @@ class TestMonitorEndToEnd : public QObject {
         QVERIFY(keptFile.open(QIODevice::ReadOnly));
         QCOMPARE(keptFile.readAll(), bytes);
         QVERIFY(Installation::terminate(monitor));
-        QTRY_VERIFY_WITH_TIMEOUT(!i.window(kCore), 6'000);
+        QTRY_VERIFY_WITH_TIMEOUT(!i.window(kCore), kPatienceMs);
     }
 
     // Damaged under the running Monitor and core application: both go on with the same fresh
@@ -369,20 +366,20 @@ class TestMonitorEndToEnd : public QObject {
         QVERIFY(i.ok);
         i.setSetting(QStringLiteral("AutoStartMonitor"), QStringLiteral("1"));
         QProcess* monitor = i.startMonitor(QStringLiteral("keep"));
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kRunning), 15'000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kRunning), kPatienceMs);
         {
             QFile file(i.registry);
             QVERIFY(file.open(QIODevice::ReadWrite | QIODevice::Truncate));
             file.write(QByteArray(8192, 'x'));
         }
         QTRY_VERIFY_WITH_TIMEOUT(i.log().contains(i.registry + QStringLiteral(" was damaged")),
-                                 10'000);
+                                 kPatienceMs);
         QCOMPARE(damagedStoresIn(i.dir.path()).size(), 1);
         // The core application reports to the fresh store, and the Monitor reads it there.
-        QTRY_COMPARE_WITH_TIMEOUT(i.control("State"), QStringLiteral("1"), 10'000);
+        QTRY_COMPARE_WITH_TIMEOUT(i.control("State"), QStringLiteral("1"), kPatienceMs);
         QVERIFY(i.window(kCore));
         QVERIFY(Installation::terminate(monitor));
-        QTRY_VERIFY_WITH_TIMEOUT(!i.window(kCore), 6'000);
+        QTRY_VERIFY_WITH_TIMEOUT(!i.window(kCore), kPatienceMs);
     }
 };
 

@@ -1,4 +1,6 @@
+#include "fakes/TestFiles.h"
 #include "support/Installation.h"
+#include "support/Patience.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -48,7 +50,7 @@ Status runStatus(const Installation& i, const QStringList& arguments, const QStr
     process.setProcessEnvironment(env);
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     process.start(i.bin + QStringLiteral("/hvx-status"), arguments);
-    if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit) {
+    if (!process.waitForFinished(kPatienceMs) || process.exitStatus() != QProcess::NormalExit) {
         return {};
     }
     return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput())};
@@ -75,10 +77,7 @@ class TestStatusEndToEnd : public QObject {
 
         const QString damaged = i.dir.filePath(QStringLiteral("damaged/registry.sqlite3"));
         QDir().mkpath(QFileInfo(damaged).path());
-        QFile garbage(damaged);
-        QVERIFY(garbage.open(QIODevice::WriteOnly));
-        garbage.write(QByteArray(8192, 'x'));
-        garbage.close();
+        QVERIFY(writeFile(damaged, QByteArray(8192, 'x')));
         const QByteArray damagedBefore = fingerprint(damaged);
         status = runStatus(i, withDatabase, damaged);
         QCOMPARE(status.code, 3);
@@ -88,8 +87,8 @@ class TestStatusEndToEnd : public QObject {
                  QStringList{QStringLiteral("registry.sqlite3")});
 
         QProcess* monitor = i.startMonitor(QStringLiteral("keep"), QStringLiteral("error-after:3"));
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), 30000);
-        QTRY_VERIFY_WITH_TIMEOUT(!i.control("ErrorInfo").isEmpty(), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(!i.control("ErrorInfo").isEmpty(), kPatienceMs);
         status = runStatus(i, withDatabase + QStringList{QStringLiteral("--json")});
         QCOMPARE(status.code, 1);
         const QJsonObject json = status.json();
@@ -139,15 +138,15 @@ class TestStatusEndToEnd : public QObject {
         QVERIFY2(status.out.contains(QStringLiteral("logged in on ")), qPrintable(status.out));
 
         i.setControl("Command", QStringLiteral("3"));
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Suspended)")), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Suspended)")), kPatienceMs);
         status = runStatus(i, withDatabase);
         QCOMPARE(status.code, 1);
         QCOMPARE(status.firstLine(), QStringLiteral("HVXMONITOR WARNING - suspended (State 2)"));
 
         QVERIFY(Installation::terminate(monitor));
-        QTRY_VERIFY_WITH_TIMEOUT(!i.window(kTitle + QStringLiteral(" Timer")), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(!i.window(kTitle + QStringLiteral(" Timer")), kPatienceMs);
         // The journal goes once the last program has closed the store.
-        QTRY_VERIFY_WITH_TIMEOUT(!QFile::exists(i.registry + QStringLiteral("-wal")), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(!QFile::exists(i.registry + QStringLiteral("-wal")), kPatienceMs);
         const QByteArray before = fingerprint(i.registry);
         status = runStatus(i, withDatabase);
         QCOMPARE(status.code, 2);
@@ -172,12 +171,12 @@ class TestStatusEndToEnd : public QObject {
         QProcess* north =
             i.startMonitor(QStringLiteral("select:North"), QStringLiteral("abort-after:3"));
         QProcess* south = i.startMonitor(QStringLiteral("select:South"));
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(QStringLiteral("South Monitor (Running)")), 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(QStringLiteral("South Monitor (Running)")), kPatienceMs);
         QTRY_COMPARE_WITH_TIMEOUT(i.control("State", QStringLiteral("Controls:North")),
                                   QStringLiteral("999"), 60000);
         QFile northLog(i.dir.filePath(QStringLiteral("North/monitorlog.txt")));
         northLog.open(QIODevice::ReadOnly);
-        QVERIFY2(north->waitForFinished(30000),
+        QVERIFY2(north->waitForFinished(kPatienceMs),
                  qPrintable(i.boxes() + QString::fromUtf8(northLog.readAll())));
 
         const Status northStatus = runStatus(i, {QStringLiteral("North")});
@@ -215,7 +214,7 @@ class TestStatusEndToEnd : public QObject {
 
         QProcess help;
         help.start(prefix.filePath(QStringLiteral("bin/hvx-status")), {QStringLiteral("--help")});
-        QVERIFY(help.waitForFinished(30000));
+        QVERIFY(help.waitForFinished(kPatienceMs));
         QCOMPARE(help.exitCode(), 0);
         const QString helpText = QString::fromUtf8(help.readAllStandardOutput());
         QVERIFY2(

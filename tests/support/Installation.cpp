@@ -79,7 +79,7 @@ bool Installation::createDatabase(const QString& folder, bool demo) {
     }
     QProcess setup;
     setup.start(bin + QStringLiteral("/hvx-dbsetup"), arguments);
-    return setup.waitForFinished(30000) && setup.exitCode() == 0;
+    return setup.waitForFinished(kPatienceMs) && setup.exitCode() == 0;
 }
 
 bool Installation::createInstances(const QStringList& names) {
@@ -141,7 +141,7 @@ QProcess* Installation::startMonitor(const QString& answers, const QString& core
 
 bool Installation::terminate(QProcess* monitor) {
     ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
-    return monitor->waitForFinished(15000) && monitor->exitStatus() == QProcess::NormalExit;
+    return monitor->waitForFinished(kPatienceMs) && monitor->exitStatus() == QProcess::NormalExit;
 }
 
 QString Installation::control(const char* name, const QString& section) const {
