@@ -23,7 +23,7 @@ const QString kTitle = QStringLiteral("Help Desk Monitor");
 const QString kRunning = kTitle + QStringLiteral(" (Running)");
 const QString kCore = kTitle + QStringLiteral(" Timer");
 
-// An installation on a demo file database, as every test here starts from.
+// An installation with a demo file database beside the program, as most tests here start from.
 struct DemoInstallation : Installation {
     explicit DemoInstallation(const QString& name) : Installation(name) {
         ok = createDatabase(app, true);
