@@ -3,13 +3,12 @@
 #include "commands/ui/UnattendedOperatorName.h"
 #include "commands/ui/dlgOperatorName.h"
 #include "fakes/TestEnvironment.h"
+#include "fakes/TestFiles.h"
 #include "platform/RegistryStore.h"
 #include "platform/qt/UnattendedSession.h"
 
 #include <QApplication>
-#include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QLineEdit>
 #include <QTest>
@@ -50,19 +49,6 @@ void type(QWidget& dialog, const QStringList& texts) {
     for (int i = 0; i < texts.size(); ++i) {
         dialog.findChild<QLineEdit*>(kBoxes[i])->setText(texts[i]);
     }
-}
-
-QList<QJsonObject> jsonLines(const QString& path) {
-    QList<QJsonObject> lines;
-    QFile file(path);
-    if (file.open(QIODevice::ReadOnly)) {
-        for (const QByteArray& line : file.readAll().split('\n')) {
-            if (!line.isEmpty()) {
-                lines.append(QJsonDocument::fromJson(line).object());
-            }
-        }
-    }
-    return lines;
 }
 
 }  // namespace

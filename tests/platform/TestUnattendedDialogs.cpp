@@ -10,8 +10,6 @@
 #include "settings/ui/UnattendedDeleteOldMessages.h"
 #include "startup/ui/dlgMonitorNames.h"
 
-#include <QFile>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QTest>
 
@@ -46,17 +44,6 @@ bool show(Dialog dialog, TestEnvironment& t, UnattendedSession& session) {
     shown.SetWarningOffKey(QStringLiteral("ExitMonitor"));
     shown.Show();
     return shown.Response() == 0;
-}
-
-QList<QJsonObject> linesOf(const QString& path) {
-    QList<QJsonObject> read;
-    QFile file(path);
-    if (file.open(QIODevice::ReadOnly)) {
-        for (const QByteArray& line : file.readAll().trimmed().split('\n')) {
-            read.append(QJsonDocument::fromJson(line).object());
-        }
-    }
-    return read;
 }
 
 }  // namespace
@@ -118,7 +105,7 @@ class TestUnattendedDialogs : public QObject {
 
         QStringList boxes;
         QJsonObject last;
-        for (const QJsonObject& line : linesOf(log)) {
+        for (const QJsonObject& line : jsonLines(log)) {
             if (line.value(QStringLiteral("kind")) != QLatin1String("messagebox")) {
                 last = line;
                 continue;
