@@ -253,8 +253,7 @@ class TestTimerLoop : public QObject {
         QVERIFY(r.window->isVisible());
         QVERIFY(r.t.errors().reports.last().contains(QStringLiteral("(Code 11062 in")));
         QVERIFY(!r.loop().timerEnabled);
-        SaveRegValue(*r.t.ctx, QStringLiteral("Warnings"), QStringLiteral("ExitMonitor"),
-                     QStringLiteral("1"));
+        r.t.setControl("ExitMonitor", QStringLiteral("1"), QStringLiteral("Warnings"));
         QVERIFY(r.window->close());
         QVERIFY(r.loop().Closing);
     }
