@@ -1,4 +1,4 @@
-#include "channel/RegFunctions.h"
+#include "AlertValues.h"
 #include "commands/NetSendAlerts.h"
 #include "commands/ui/UnattendedOperatorName.h"
 #include "commands/ui/dlgOperatorName.h"
@@ -19,23 +19,7 @@ using namespace hvx::test;
 
 namespace {
 
-const QString kOptions = QStringLiteral("Options");
 const QStringList kBoxes{"txtMsg", "Text1_0", "Text1_1", "Text1_2"};
-const QStringList kValues{"AlertMsg", "AlertOp1", "AlertOp2", "AlertOp3"};
-
-QStringList stored(TestEnvironment& t) {
-    QStringList values;
-    for (const QString& name : kValues) {
-        values.append(GetRegValue(*t.ctx, kOptions, name, QStringLiteral("<missing>")));
-    }
-    return values;
-}
-
-void store(TestEnvironment& t, const QStringList& values) {
-    for (int i = 0; i < values.size(); ++i) {
-        SaveRegValue(*t.ctx, kOptions, kValues[i], values[i]);
-    }
-}
 
 QStringList shownIn(const QWidget& dialog) {
     QStringList texts;
@@ -73,7 +57,7 @@ class TestOperatorNameDialog : public QObject {
         QFETCH(int, readsThatWork);
         QFETCH(QStringList, shown);
         TestEnvironment t;
-        store(t, {" Down ", "  ops", "desk", "\"night\" "});
+        storeAlertValues(t, {" Down ", "  ops", "desk", "\"night\" "});
         const Factory<RegistryStore> working = t.env.registryStore;
         int created = 0;
         t.env.registryStore = [&]() -> std::unique_ptr<RegistryStore> {
@@ -124,7 +108,7 @@ class TestOperatorNameDialog : public QObject {
         QFETCH(bool, ok);
         QFETCH(bool, saved);
         TestEnvironment t;
-        store(t, {"old", "one", "", ""});
+        storeAlertValues(t, {"old", "one", "", ""});
         dlgOperatorName dialog(*t.ctx);
         dialog.Form_Load();
         dialog.show();
@@ -138,7 +122,7 @@ class TestOperatorNameDialog : public QObject {
 
         QCOMPARE(dialog.isVisible(), ok && !saved);
         QCOMPARE(t.boxes.shown().size(), ok && !saved ? 1u : 0u);
-        QCOMPARE(stored(t), saved ? typed : QStringList({"old", "one", "", ""}));
+        QCOMPARE(storedAlertValues(t), saved ? typed : QStringList({"old", "one", "", ""}));
     }
 
     // The menu command end to end: the modal dialog from the factory, typed into, Enter.
@@ -173,7 +157,7 @@ class TestOperatorNameDialog : public QObject {
         NetSendSetup(*t.ctx);
 
         QVERIFY(answered);
-        QCOMPARE(stored(t), QStringList({"Core down", "", "", "ops"}));
+        QCOMPARE(storedAlertValues(t), QStringList({"Core down", "", "", "ops"}));
     }
 
     // The refusals and tokens that fit nothing are the unattended dialogs' own test.
@@ -188,14 +172,14 @@ class TestOperatorNameDialog : public QObject {
         QFETCH(QString, answers);
         QFETCH(QStringList, expected);
         TestEnvironment t;
-        store(t, {"old", "one", "", ""});
+        storeAlertValues(t, {"old", "one", "", ""});
         const QString log = t.folder.filePath(QStringLiteral("unattended.jsonl"));
         UnattendedSession session(log, answers);
         UnattendedOperatorName dialog(*t.ctx, session);
 
         dialog.Show();
 
-        QCOMPARE(stored(t), expected);
+        QCOMPARE(storedAlertValues(t), expected);
         const QList<QJsonObject> lines = jsonLines(log);
         QCOMPARE(lines.size(), 2);
         QCOMPARE(lines[0].value(QStringLiteral("message")).toString(), QStringLiteral("old"));
