@@ -1,6 +1,7 @@
 #include "fakes/TestFiles.h"
 #include "support/Installation.h"
 #include "support/Patience.h"
+#include "support/ToolRun.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -44,16 +45,10 @@ QByteArray fingerprint(const QString& path) {
 
 // hvx-status run as an operator would, on the installation's store or another.
 Status runStatus(const Installation& i, const QStringList& arguments, const QString& store = {}) {
-    QProcess process;
-    QProcessEnvironment env = i.environment;
-    env.insert(QStringLiteral("HVX_REGISTRY"), store.isEmpty() ? i.registry : store);
-    process.setProcessEnvironment(env);
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(i.bin + QStringLiteral("/hvx-status"), arguments);
-    if (!process.waitForFinished(kPatienceMs) || process.exitStatus() != QProcess::NormalExit) {
-        return {};
-    }
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput())};
+    QProcessEnvironment environment = i.environment;
+    environment.insert(QStringLiteral("HVX_REGISTRY"), store.isEmpty() ? i.registry : store);
+    const ToolRun run = runTool(QStringLiteral("hvx-status"), arguments, environment);
+    return {run.code, run.out};
 }
 
 }  // namespace
