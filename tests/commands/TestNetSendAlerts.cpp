@@ -15,7 +15,7 @@ using namespace hvx::test;
 namespace {
 
 QString makeProgram(const QString& folder, bool executable = true) {
-    const QString path = folder + QStringLiteral("/hvx-net-send");
+    QString path = folder + QStringLiteral("/hvx-net-send");
     writeFile(path, "#!/bin/sh\n");
     QFile::setPermissions(path, executable ? QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
                                            : QFile::ReadOwner | QFile::WriteOwner);

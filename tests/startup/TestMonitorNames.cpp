@@ -14,7 +14,7 @@ using namespace hvx::test;
 namespace {
 
 QString write(TestEnvironment& t, const QByteArray& text) {
-    const QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
+    QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
     writeFile(path, text);
     return path;
 }
