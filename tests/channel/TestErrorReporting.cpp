@@ -1,5 +1,6 @@
 #include "channel/ErrorReporting.h"
 #include "channel/ProcedureCodes.h"
+#include "fakes/StubDatabaseManager.h"
 #include "fakes/TestEnvironment.h"
 
 #include <QTest>
@@ -9,32 +10,13 @@ using namespace hvx;
 namespace {
 
 // A database manager that only answers the reset questions.
-class ResettableDatabase final : public DatabaseManager {
+class ResettableDatabase final : public test::StubDatabaseManager {
   public:
     bool needsReset = false;
     QList<bool> resets;
 
     bool NeedsReset() const override { return needsReset; }
     void Reset(bool value) override { resets.append(value); }
-    QString DatabaseType() const override { return {}; }
-    QString DatabaseLocation() const override { return {}; }
-    QString DatabasePassword() const override { return {}; }
-    QString DatabaseUserId() const override { return {}; }
-    void SetStartupComplete(bool) override {}
-    void SetDbIniFolder(const QString&) override {}
-    QString DbIniFolder() const override { return {}; }
-    bool UpdatesBlocked() const override { return false; }
-    void CloseConnection(bool) override {}
-    std::unique_ptr<Recordset> OpenRecordset(const QString&) override { return nullptr; }
-    bool ExecuteCommand(const QString&, long) override { return false; }
-    bool ExecuteStatement(const QString&, long&) override { return false; }
-    void SetErrorManager(ErrorManager*) override {}
-    long CheckJetDatabase(const QString&, const QString&, const QVariant&, const QVariant&,
-                          long) override {
-        return 1;
-    }
-    bool OpenConnection(bool) override { return true; }
-    long Connect(const QString&, bool, const QVariant&) override { return 2; }
 };
 
 }  // namespace

@@ -15,11 +15,6 @@ using namespace hvx::test;
 
 namespace {
 
-QString turnedOff(TestEnvironment& t, const char* key) {
-    return GetRegValue(*t.ctx, QStringLiteral("Warnings"), QString::fromLatin1(key),
-                       QStringLiteral("<missing>"));
-}
-
 std::unique_ptr<dlgMessageWithTurnOff> exitQuestion(TestEnvironment& t, const QString& message) {
     auto dialog = std::make_unique<dlgMessageWithTurnOff>(*t.ctx);
     dialog->SetFormCaption(QStringLiteral("Help Desk Monitor - Exit"));
@@ -50,7 +45,7 @@ class TestConfirmationDialog : public QObject {
         dialog->close();
         QCOMPARE(dialog->Response(), 0L);
         QVERIFY(dialog->Cancelled());
-        QCOMPARE(turnedOff(t, "ExitMonitor"), QStringLiteral("<missing>"));
+        QCOMPARE(t.control("ExitMonitor", QStringLiteral("Warnings")), QStringLiteral("<missing>"));
     }
 
     void aTickedBoxIsRecordedWhateverTheAnswer() {
@@ -62,7 +57,7 @@ class TestConfirmationDialog : public QObject {
         child<QPushButton>(dialog.get(), "cmdNo")->click();
         QCOMPARE(dialog->Response(), 7L);
         QVERIFY(!dialog->Cancelled());
-        QCOMPARE(turnedOff(t, "ExitMonitor"), QStringLiteral("1"));
+        QCOMPARE(t.control("ExitMonitor", QStringLiteral("Warnings")), QStringLiteral("1"));
     }
 
     void anEmptyKeyHidesTheBoxAndWritesNothing() {

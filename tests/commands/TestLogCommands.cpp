@@ -1,5 +1,6 @@
 #include "channel/RegFunctions.h"
 #include "fakes/TestEnvironment.h"
+#include "fakes/TestFiles.h"
 #include "settings/SystemSettings.h"
 #include "supervision/frmMonitor.h"
 
@@ -19,24 +20,14 @@ struct LogRig {
         t.ctx->applicationTitle = QStringLiteral("Help Desk Monitor");
         log = t.folder.filePath(QStringLiteral("monitorlog.txt"));
         t.errors().SetLogFile(log);
-        QFile file(log);
-        if (file.open(QIODevice::WriteOnly)) {
-            file.write("2026-11-23 10:00:00  TRACE  Started\n");
-        }
+        writeFile(log, "2026-11-23 10:00:00  TRACE  Started\n");
         window = std::make_unique<frmMonitor>(*t.ctx, settings);
         window->findChild<QPushButton*>(QStringLiteral("cmdCommand"))
             ->setText(QStringLiteral("Suspend"));
         setState("1");
-        SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("Command"),
-                     QStringLiteral("0"));
+        t.setControl("Command", QStringLiteral("0"));
     }
-    void setState(const char* state) {
-        SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("State"),
-                     QString::fromLatin1(state));
-    }
-    QString command() {
-        return GetRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("Command"), {});
-    }
+    void setState(const char* state) { t.setControl("State", QString::fromLatin1(state)); }
 
     TestEnvironment t;
     SystemSettings settings;
@@ -68,12 +59,12 @@ class TestLogCommands : public QObject {
         r.t.boxes.queue(MessageAnswer::No);
         r.window->mnuViewErrorLog_Click();
         QCOMPARE(r.t.boxes.texts(), QStringList{kSuspendFirst});
-        QCOMPARE(r.command(), QStringLiteral("0"));
+        QCOMPARE(r.t.control("Command"), QStringLiteral("0"));
         QVERIFY(r.t.fileOpener.opened.isEmpty());
 
         r.t.boxes.queue(MessageAnswer::Yes);
         r.window->mnuViewErrorLog_Click();
-        QCOMPARE(r.command(), QStringLiteral("3"));
+        QCOMPARE(r.t.control("Command"), QStringLiteral("3"));
         QCOMPARE(r.t.fileOpener.opened, QStringList{QStringLiteral("/usr/bin/editor ") + r.log});
     }
 
@@ -110,13 +101,12 @@ class TestLogCommands : public QObject {
         QCOMPARE(r.t.boxes.texts(),
                  QStringList{QStringLiteral("Are you sure you want to clear the log file?")});
         QCOMPARE(r.t.errors().writes.last(), QStringLiteral("ClearLogFile()"));
-        QCOMPARE(r.command(), QStringLiteral("0"));
+        QCOMPARE(r.t.control("Command"), QStringLiteral("0"));
     }
 
     void clearingTheWarningWhileRunningOnlyOffersToSuspend() {
         LogRig r;
-        SaveRegValue(*r.t.ctx, r.t.ctx->controlsSection, QStringLiteral("ErrorInfo"),
-                     QStringLiteral("mail down"));
+        r.t.setControl("ErrorInfo", QStringLiteral("mail down"));
         r.window->ShowStatus();
         auto* indicator = r.window->findChild<QFrame*>(QStringLiteral("ErrorLogFrame"));
         QVERIFY(indicator->isVisibleTo(r.window.get()));
@@ -124,16 +114,13 @@ class TestLogCommands : public QObject {
         r.window->mnuClearErrorWarning_Click();
         QVERIFY(r.t.boxes.texts().front().startsWith(QStringLiteral(
             "The Monitor must be suspended and resumed to clear the Error Warning.\r\n\r\n")));
-        QCOMPARE(r.command(), QStringLiteral("3"));
-        QCOMPARE(GetRegValue(*r.t.ctx, r.t.ctx->controlsSection, QStringLiteral("ErrorInfo"), {}),
-                 QStringLiteral("mail down"));
+        QCOMPARE(r.t.control("Command"), QStringLiteral("3"));
+        QCOMPARE(r.t.control("ErrorInfo"), QStringLiteral("mail down"));
         QVERIFY(indicator->isVisibleTo(r.window.get()));
 
         r.setState("2");
         r.window->mnuClearErrorWarning_Click();
-        QCOMPARE(GetRegValue(*r.t.ctx, r.t.ctx->controlsSection, QStringLiteral("ErrorInfo"),
-                             QStringLiteral("<missing>")),
-                 QString());
+        QCOMPARE(r.t.control("ErrorInfo"), QString());
         QVERIFY(!indicator->isVisibleTo(r.window.get()));
     }
 
@@ -145,7 +132,7 @@ class TestLogCommands : public QObject {
         QCOMPARE(r.t.boxes.texts(),
                  QStringList{QStringLiteral(
                      "Are you sure you want to send the log file to Halvex Support?")});
-        QCOMPARE(r.command(), QStringLiteral("0"));
+        QCOMPARE(r.t.control("Command"), QStringLiteral("0"));
     }
 };
 

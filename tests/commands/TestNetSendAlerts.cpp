@@ -1,7 +1,8 @@
+#include "AlertValues.h"
 #include "channel/ProcedureCodes.h"
-#include "channel/RegFunctions.h"
 #include "commands/NetSendAlerts.h"
 #include "fakes/TestEnvironment.h"
+#include "fakes/TestFiles.h"
 #include "platform/Dialogs.h"
 
 #include <QFile>
@@ -13,34 +14,12 @@ using namespace hvx::test;
 
 namespace {
 
-const QString kOptions = QStringLiteral("Options");
-const QStringList kAlertValues{"AlertMsg", "AlertOp1", "AlertOp2", "AlertOp3"};
-
 QString makeProgram(const QString& folder, bool executable = true) {
     QString path = folder + QStringLiteral("/hvx-net-send");
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write("#!/bin/sh\n");
-        file.close();
-    }
-    file.setPermissions(executable ? QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
-                                   : QFile::ReadOwner | QFile::WriteOwner);
+    writeFile(path, "#!/bin/sh\n");
+    QFile::setPermissions(path, executable ? QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
+                                           : QFile::ReadOwner | QFile::WriteOwner);
     return path;
-}
-
-void storeSetup(TestEnvironment& t, const QString& message, const QStringList& destinations) {
-    SaveRegValue(*t.ctx, kOptions, kAlertValues[0], message);
-    for (int i = 0; i < destinations.size(); ++i) {
-        SaveRegValue(*t.ctx, kOptions, kAlertValues[i + 1], destinations[i]);
-    }
-}
-
-QStringList stored(TestEnvironment& t) {
-    QStringList values;
-    for (const QString& name : kAlertValues) {
-        values.append(GetRegValue(*t.ctx, kOptions, name, QStringLiteral("<missing>")));
-    }
-    return values;
 }
 
 // Sets PATH for one test and puts it back.
@@ -96,7 +75,7 @@ class TestNetSendAlerts : public QObject {
         QFETCH(QStringList, expected);
         TestEnvironment t;
         const QString program = makeProgram(t.env.applicationFolder);
-        storeSetup(t, message, destinations);
+        storeAlertValues(t, QStringList{message} + destinations);
 
         SendOperatorAlerts(*t.ctx);
 
@@ -128,7 +107,7 @@ class TestNetSendAlerts : public QObject {
             beside == 0 ? QString() : makeProgram(t.env.applicationFolder, beside == 1);
         const QString pathProgram = onPath ? makeProgram(pathFolder.path()) : QString();
         const ScopedPath path(pathFolder.path());
-        storeSetup(t, QStringLiteral("Monitor error"), {QStringLiteral("supervisor1")});
+        storeAlertValues(t, {QStringLiteral("Monitor error"), QStringLiteral("supervisor1")});
 
         SendOperatorAlerts(*t.ctx);
 
@@ -145,7 +124,7 @@ class TestNetSendAlerts : public QObject {
     void aFailedStartEndsTheBatchSilently() {
         TestEnvironment t;
         makeProgram(t.env.applicationFolder);
-        storeSetup(t, QStringLiteral("Monitor error"), {"one", "two", "three"});
+        storeAlertValues(t, {"Monitor error", "one", "two", "three"});
         t.launcher.failWith = LaunchResult{false, 8, QStringLiteral("Exec format error")};
 
         SendOperatorAlerts(*t.ctx);
@@ -181,7 +160,7 @@ class TestNetSendAlerts : public QObject {
 
         if (accepted) {
             QVERIFY(t.boxes.shown().empty());
-            QCOMPARE(stored(t), QStringList{setup.message} + destinations);
+            QCOMPARE(storedAlertValues(t), QStringList{setup.message} + destinations);
         } else {
             QCOMPARE(t.boxes.shown().size(), 1u);
             const MessageBoxRequest& box = t.boxes.shown()[0];
@@ -191,7 +170,7 @@ class TestNetSendAlerts : public QObject {
             QCOMPARE(box.title.value_or(QString()), t.ctx->applicationTitle);
             QCOMPARE(box.icon, MessageIcon::Exclamation);
             QCOMPARE(box.buttons, MessageButtons::OkOnly);
-            QCOMPARE(stored(t), QStringList(4, QStringLiteral("<missing>")));
+            QCOMPARE(storedAlertValues(t), QStringList(4, QStringLiteral("<missing>")));
         }
     }
 

@@ -2,6 +2,7 @@
 #include "components/SupportBundleSender.h"
 #include "fakes/ScriptedMessageBoxes.h"
 #include "fakes/SettableClock.h"
+#include "fakes/TestFiles.h"
 #include "platform/ProgramRunner.h"
 #include "platform/RuntimeError.h"
 
@@ -180,9 +181,7 @@ class TestFileErrorManager : public QObject {
         const QString log = folder.filePath(QStringLiteral("monitorlog.txt"));
         const QByteArray precious = "precious\ncontent";
         if (kind != QLatin1String("dangling")) {
-            QFile file(victim);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(precious);
+            QVERIFY(test::writeFile(victim, precious));
         }
         const QByteArray victimName = QFile::encodeName(victim);
         const QByteArray logName = QFile::encodeName(log);

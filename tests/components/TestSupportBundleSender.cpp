@@ -3,6 +3,7 @@
 #include "fakes/FakeOsServices.h"
 #include "fakes/ScriptedMessageBoxes.h"
 #include "fakes/SettableClock.h"
+#include "fakes/TestFiles.h"
 #include "platform/posix/QProcessProgramRunner.h"
 
 #include <QFile>
@@ -45,12 +46,9 @@ class TestSupportBundleSender : public QObject {
         QVERIFY(QDir().mkpath(bin));
         const QString called = dir.filePath(QStringLiteral("called.txt"));
         if (!script.isEmpty()) {
-            QFile mailer(bin + QStringLiteral("/xdg-email"));
-            QVERIFY(mailer.open(QIODevice::WriteOnly));
-            mailer.write("#!/bin/sh\nprintf '%s\\n' \"$@\" > '" + QFile::encodeName(called) +
-                         "'\n" + script);
-            mailer.close();
-            mailer.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            QVERIFY(test::writeScript(
+                bin + QStringLiteral("/xdg-email"),
+                "printf '%s\\n' \"$@\" > '" + QFile::encodeName(called) + "'\n" + script));
         }
         const QByteArray path = qgetenv("PATH");
         qputenv("PATH", QFile::encodeName(bin));

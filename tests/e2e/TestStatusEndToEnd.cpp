@@ -1,6 +1,7 @@
-#include "components/SqliteRegistryStore.h"
-#include "platform/posix/SocketWindowDirectory.h"
-#include "support/LeftoverPrograms.h"
+#include "fakes/TestFiles.h"
+#include "support/Installation.h"
+#include "support/Patience.h"
+#include "support/ToolRun.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -11,8 +12,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
-#include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QStandardPaths>
 #include <QSysInfo>
 #include <QTemporaryDir>
@@ -20,11 +19,10 @@
 
 #include <csignal>
 
-using namespace hvx;
+using namespace hvx::test;
 
 namespace {
 
-const QString kBase = QStringLiteral("Software\\Halvex\\Help Desk\\Monitor\\");
 const QString kTitle = QStringLiteral("Help Desk Monitor");
 
 struct Status {
@@ -45,141 +43,12 @@ QByteArray fingerprint(const QString& path) {
            QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256).toHex();
 }
 
-void setSetting(const QString& databaseFile, const QString& name, const QString& value) {
-    const QString connection = QStringLiteral("status-settings");
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection);
-        db.setDatabaseName(databaseFile);
-        QVERIFY(db.open());
-        QSqlQuery query(db);
-        query.prepare(QStringLiteral("update Settings set SettingValue = ? where SettingName = ?"));
-        query.addBindValue(value);
-        query.addBindValue(name);
-        QVERIFY(query.exec());
-        QCOMPARE(query.numRowsAffected(), 1);
-    }
-    QSqlDatabase::removeDatabase(connection);
-}
-
-// The real programs in an application folder of their own, with a private store, session and
-// log folder, every box answered from a queue; hvx-status run as an operator would.
-class Installation {
-  public:
-    explicit Installation(const QString& name)
-        : session(QStringLiteral("%1-%2").arg(name).arg(QCoreApplication::applicationPid())),
-          app(dir.filePath(QStringLiteral("app"))),
-          registry(dir.filePath(QStringLiteral("registry.sqlite3"))) {
-        QDir().mkpath(app);
-        for (const char* program : {"HvxMonitor", "HvxMonCore"}) {
-            QFile::copy(bin + QLatin1Char('/') + QLatin1String(program),
-                        app + QLatin1Char('/') + QLatin1String(program));
-        }
-        environment.insert(QStringLiteral("HVX_REGISTRY"), registry);
-        environment.insert(QStringLiteral("HVX_SESSION"), session);
-        environment.insert(QStringLiteral("XDG_DATA_HOME"), dir.filePath(QStringLiteral("data")));
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        environment.insert(QStringLiteral("HVX_UNATTENDED"),
-                           dir.filePath(QStringLiteral("boxes.jsonl")));
-        qputenv("HVX_SESSION", session.toUtf8());
-    }
-
-    // A help-desk database in `folder`, processing started at once by the Monitor.
-    bool createDatabase(const QString& folder, bool demo) {
-        QDir().mkpath(folder);
-        QProcess setup;
-        QStringList arguments{QStringLiteral("--db-ini"), folder};
-        if (demo) {
-            arguments << QStringLiteral("--demo");
-        }
-        setup.start(bin + QStringLiteral("/hvx-dbsetup"), arguments);
-        if (!setup.waitForFinished(30000) || setup.exitCode() != 0) {
-            return false;
-        }
-        setSetting(folder + QStringLiteral("/helpdesk.sqlite3"), QStringLiteral("AutoStartMonitor"),
-                   QStringLiteral("1"));
-        return true;
-    }
-
-    QProcess* startMonitor(const QString& answers, const QString& coreFault = {}) {
-        auto* monitor = new QProcess;
-        QProcessEnvironment env = environment;
-        env.insert(QStringLiteral("HVX_ANSWERS"), answers);
-        if (!coreFault.isEmpty()) {
-            env.insert(QStringLiteral("HVX_CORE_FAULT"), coreFault);
-        }
-        monitor->setProcessEnvironment(env);
-        monitor->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        monitor->start(app + QStringLiteral("/HvxMonitor"), {});
-        monitor->waitForStarted();
-        monitors.emplace_back(monitor);
-        return monitor;
-    }
-
-    Status status(const QStringList& arguments, const QString& store = {}) const {
-        QProcess process;
-        QProcessEnvironment env = environment;
-        env.insert(QStringLiteral("HVX_REGISTRY"), store.isEmpty() ? registry : store);
-        process.setProcessEnvironment(env);
-        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process.start(bin + QStringLiteral("/hvx-status"), arguments);
-        if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit) {
-            return {};
-        }
-        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput())};
-    }
-
-    // The store is opened afresh for each value, so this test holds no connection between
-    // them and the programs' last close can fold the journal away.
-    QString control(const QString& section, const char* name) const {
-        QVariant value;
-        int type = 0;
-        const int found = SqliteRegistryStore::factory(registry)()->QueryValue(
-            RegistryStore::kCurrentUser, kBase + section, QString::fromLatin1(name), value, type);
-        return found == RegistryStore::kStatusOk ? value.toString() : QString();
-    }
-    void setControl(const char* name, const QString& value) const {
-        SqliteRegistryStore::factory(registry)()->SetValue(
-            RegistryStore::kCurrentUser, kBase + QStringLiteral("Controls"),
-            QString::fromLatin1(name), value, RegistryStore::kTypeString, true);
-    }
-    QString boxes() const {
-        QFile file(dir.filePath(QStringLiteral("boxes.jsonl")));
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
-    bool window(const QString& caption) const {
-        return SocketWindowDirectory().findWindow(caption);
-    }
-
-    ~Installation() {
-        for (auto& monitor : monitors) {
-            if (monitor->state() != QProcess::NotRunning) {
-                monitor->kill();
-                monitor->waitForFinished(5000);
-            }
-        }
-        // A core application left running after a failure is asked to close.
-        for (const QString& section : controlSections) {
-            SqliteRegistryStore::factory(registry)()->SetValue(
-                RegistryStore::kCurrentUser, kBase + section, QStringLiteral("Command"),
-                QStringLiteral("5"), RegistryStore::kTypeString, true);
-        }
-        QTest::qWait(2000);
-        test::killProgramsIn(app);
-    }
-
-    const QString bin = qEnvironmentVariable("HVX_BIN_DIR");
-    QString session;
-    QTemporaryDir dir;
-    QString app;
-    QString registry;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    std::vector<std::unique_ptr<QProcess>> monitors;
-    QStringList controlSections{QStringLiteral("Controls")};
-};
-
-void stopMonitor(QProcess* monitor) {
-    ::kill(static_cast<pid_t>(monitor->processId()), SIGTERM);
-    QVERIFY(monitor->waitForFinished(15000));
+// hvx-status run as an operator would, on the installation's store or another.
+Status runStatus(const Installation& i, const QStringList& arguments, const QString& store = {}) {
+    QProcessEnvironment environment = i.environment;
+    environment.insert(QStringLiteral("HVX_REGISTRY"), store.isEmpty() ? i.registry : store);
+    const ToolRun run = runTool(QStringLiteral("hvx-status"), arguments, environment);
+    return {run.code, run.out};
 }
 
 }  // namespace
@@ -191,9 +60,10 @@ class TestStatusEndToEnd : public QObject {
     void followsOneMonitorThroughItsStates() {
         Installation i(QStringLiteral("status-single"));
         QVERIFY(i.createDatabase(i.app, true));
+        i.setSetting(QStringLiteral("AutoStartMonitor"), QStringLiteral("1"));
         const QStringList withDatabase{QStringLiteral("--db-ini"), i.app};
 
-        Status status = i.status(withDatabase);
+        Status status = runStatus(i, withDatabase);
         QCOMPARE(status.code, 3);
         QVERIFY2(status.firstLine().startsWith(QStringLiteral("HVXMONITOR UNKNOWN - cannot read "
                                                               "the store")),
@@ -202,12 +72,9 @@ class TestStatusEndToEnd : public QObject {
 
         const QString damaged = i.dir.filePath(QStringLiteral("damaged/registry.sqlite3"));
         QDir().mkpath(QFileInfo(damaged).path());
-        QFile garbage(damaged);
-        QVERIFY(garbage.open(QIODevice::WriteOnly));
-        garbage.write(QByteArray(8192, 'x'));
-        garbage.close();
+        QVERIFY(writeFile(damaged, QByteArray(8192, 'x')));
         const QByteArray damagedBefore = fingerprint(damaged);
-        status = i.status(withDatabase, damaged);
+        status = runStatus(i, withDatabase, damaged);
         QCOMPARE(status.code, 3);
         QVERIFY2(status.firstLine().contains(damaged), qPrintable(status.out));
         QCOMPARE(fingerprint(damaged), damagedBefore);
@@ -215,10 +82,9 @@ class TestStatusEndToEnd : public QObject {
                  QStringList{QStringLiteral("registry.sqlite3")});
 
         QProcess* monitor = i.startMonitor(QStringLiteral("keep"), QStringLiteral("error-after:3"));
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), 30000);
-        QTRY_VERIFY_WITH_TIMEOUT(!i.control(QStringLiteral("Controls"), "ErrorInfo").isEmpty(),
-                                 15000);
-        status = i.status(withDatabase + QStringList{QStringLiteral("--json")});
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Running)")), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(!i.control("ErrorInfo").isEmpty(), kPatienceMs);
+        status = runStatus(i, withDatabase + QStringList{QStringLiteral("--json")});
         QCOMPARE(status.code, 1);
         const QJsonObject json = status.json();
         const QStringList fields{"coreHasDBIssues", "coreWindow", "errorInfo",      "exitCode",
@@ -241,10 +107,8 @@ class TestStatusEndToEnd : public QObject {
         QCOMPARE(json[QStringLiteral("state")].toString(), QStringLiteral("1"));
         QCOMPARE(json[QStringLiteral("stateName")].toString(), QStringLiteral("running"));
         QVERIFY(json[QStringLiteral("processing")].isBool());
-        QCOMPARE(json[QStringLiteral("status")].toString(),
-                 i.control(QStringLiteral("Controls"), "Status"));
-        QCOMPARE(json[QStringLiteral("errorInfo")].toString(),
-                 i.control(QStringLiteral("Controls"), "ErrorInfo"));
+        QCOMPARE(json[QStringLiteral("status")].toString(), i.control("Status"));
+        QCOMPARE(json[QStringLiteral("errorInfo")].toString(), i.control("ErrorInfo"));
         QCOMPARE(json[QStringLiteral("coreHasDBIssues")].toBool(true), false);
         QCOMPARE(json[QStringLiteral("services")].toObject(), QJsonObject({{"readingEmail", true},
                                                                            {"sendingEmail", true},
@@ -260,10 +124,8 @@ class TestStatusEndToEnd : public QObject {
 
         // The operator clears the warning; a stopped service shows in the text.
         i.setControl("ErrorInfo", QString());
-        SqliteRegistryStore::factory(i.registry)()->SetValue(
-            RegistryStore::kCurrentUser, kBase + QStringLiteral("Options"),
-            QStringLiteral("StopArchiving"), QStringLiteral("1"), RegistryStore::kTypeString, true);
-        status = i.status(withDatabase);
+        i.setControl("StopArchiving", QStringLiteral("1"), QStringLiteral("Options"));
+        status = runStatus(i, withDatabase);
         QCOMPARE(status.code, 0);
         QVERIFY2(status.firstLine().startsWith(QStringLiteral("HVXMONITOR OK - running")),
                  qPrintable(status.out));
@@ -271,17 +133,17 @@ class TestStatusEndToEnd : public QObject {
         QVERIFY2(status.out.contains(QStringLiteral("logged in on ")), qPrintable(status.out));
 
         i.setControl("Command", QStringLiteral("3"));
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Suspended)")), 15000);
-        status = i.status(withDatabase);
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(kTitle + QStringLiteral(" (Suspended)")), kPatienceMs);
+        status = runStatus(i, withDatabase);
         QCOMPARE(status.code, 1);
         QCOMPARE(status.firstLine(), QStringLiteral("HVXMONITOR WARNING - suspended (State 2)"));
 
-        stopMonitor(monitor);
-        QTRY_VERIFY_WITH_TIMEOUT(!i.window(kTitle + QStringLiteral(" Timer")), 15000);
+        QVERIFY(Installation::terminate(monitor));
+        QTRY_VERIFY_WITH_TIMEOUT(!i.window(kTitle + QStringLiteral(" Timer")), kPatienceMs);
         // The journal goes once the last program has closed the store.
-        QTRY_VERIFY_WITH_TIMEOUT(!QFile::exists(i.registry + QStringLiteral("-wal")), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(!QFile::exists(i.registry + QStringLiteral("-wal")), kPatienceMs);
         const QByteArray before = fingerprint(i.registry);
-        status = i.status(withDatabase);
+        status = runStatus(i, withDatabase);
         QCOMPARE(status.code, 2);
         QVERIFY2(status.firstLine().startsWith(
                      QStringLiteral("HVXMONITOR CRITICAL - no Monitor window")),
@@ -294,35 +156,32 @@ class TestStatusEndToEnd : public QObject {
     // South runs on.
     void reportsInstancesApart() {
         Installation i(QStringLiteral("status-instances"));
-        i.controlSections = {QStringLiteral("Controls:North"), QStringLiteral("Controls:South")};
-        QFile names(i.app + QStringLiteral("/monitornames.txt"));
-        QVERIFY(names.open(QIODevice::WriteOnly));
+        QVERIFY(i.createInstances({QStringLiteral("North"), QStringLiteral("South")}));
         for (const char* instance : {"North", "South"}) {
-            const QString folder = i.dir.filePath(QString::fromLatin1(instance));
-            QVERIFY(i.createDatabase(folder, false));
-            names.write(QByteArray(instance) + ", " + folder.toUtf8() + "/\n");
+            i.setSetting(QStringLiteral("AutoStartMonitor"), QStringLiteral("1"),
+                         i.dir.filePath(QLatin1String(instance)));
         }
-        names.close();
-        setSetting(i.dir.filePath(QStringLiteral("North/helpdesk.sqlite3")),
-                   QStringLiteral("MonitorCnnTolerance"), QStringLiteral("0"));
+        i.setSetting(QStringLiteral("MonitorCnnTolerance"), QStringLiteral("0"),
+                     i.dir.filePath(QStringLiteral("North")));
         QProcess* north =
             i.startMonitor(QStringLiteral("select:North"), QStringLiteral("abort-after:3"));
         QProcess* south = i.startMonitor(QStringLiteral("select:South"));
-        QTRY_VERIFY_WITH_TIMEOUT(i.window(QStringLiteral("South Monitor (Running)")), 30000);
-        QTRY_COMPARE_WITH_TIMEOUT(i.control(QStringLiteral("Controls:North"), "State"),
+        QTRY_VERIFY_WITH_TIMEOUT(i.window(QStringLiteral("South Monitor (Running)")), kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(i.control("State", QStringLiteral("Controls:North")),
                                   QStringLiteral("999"), 60000);
         QFile northLog(i.dir.filePath(QStringLiteral("North/monitorlog.txt")));
         northLog.open(QIODevice::ReadOnly);
-        QVERIFY2(north->waitForFinished(30000),
+        QVERIFY2(north->waitForFinished(kPatienceMs),
                  qPrintable(i.boxes() + QString::fromUtf8(northLog.readAll())));
 
-        const Status northStatus = i.status({QStringLiteral("North")});
+        const Status northStatus = runStatus(i, {QStringLiteral("North")});
         QCOMPARE(northStatus.code, 2);
         QVERIFY2(northStatus.firstLine().startsWith(QStringLiteral(
                      "HVXMONITOR CRITICAL - North: no Monitor window; core application aborted "
                      "(State 999)")),
                  qPrintable(northStatus.out));
-        const Status southStatus = i.status({QStringLiteral("--json"), QStringLiteral("South")});
+        const Status southStatus =
+            runStatus(i, {QStringLiteral("--json"), QStringLiteral("South")});
         QCOMPARE(southStatus.code, 0);
         const QJsonObject southJson = southStatus.json();
         QCOMPARE(southJson[QStringLiteral("instance")].toString(), QStringLiteral("South"));
@@ -330,7 +189,7 @@ class TestStatusEndToEnd : public QObject {
         QCOMPARE(southJson[QStringLiteral("monitorCaption")].toString(),
                  QStringLiteral("South Monitor (Running)"));
         QVERIFY(southJson[QStringLiteral("login")].isNull());
-        stopMonitor(south);
+        QVERIFY(Installation::terminate(south));
     }
 
     // What cmake --install lays down: the tool, the desktop entry that --help points to for
@@ -350,7 +209,7 @@ class TestStatusEndToEnd : public QObject {
 
         QProcess help;
         help.start(prefix.filePath(QStringLiteral("bin/hvx-status")), {QStringLiteral("--help")});
-        QVERIFY(help.waitForFinished(30000));
+        QVERIFY(help.waitForFinished(kPatienceMs));
         QCOMPARE(help.exitCode(), 0);
         const QString helpText = QString::fromUtf8(help.readAllStandardOutput());
         QVERIFY2(

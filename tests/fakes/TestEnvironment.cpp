@@ -1,5 +1,6 @@
 #include "TestEnvironment.h"
 
+#include "channel/RegFunctions.h"
 #include "components/SqliteRegistryStore.h"
 
 namespace hvx::test {
@@ -25,6 +26,16 @@ TestEnvironment::TestEnvironment()
 
 RecordingErrorManager& TestEnvironment::errors() {
     return static_cast<RecordingErrorManager&>(*ctx->errorManager);
+}
+
+QString TestEnvironment::control(const char* name, const QString& section) {
+    return GetRegValue(*ctx, section.isEmpty() ? ctx->controlsSection : section,
+                       QString::fromLatin1(name), QStringLiteral("<missing>"));
+}
+
+void TestEnvironment::setControl(const char* name, const QString& text, const QString& section) {
+    SaveRegValue(*ctx, section.isEmpty() ? ctx->controlsSection : section,
+                 QString::fromLatin1(name), text);
 }
 
 }  // namespace hvx::test

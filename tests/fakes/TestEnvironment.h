@@ -35,6 +35,10 @@ class TestEnvironment {
 
     // The context's error manager.
     RecordingErrorManager& errors();
+    // A value of the store as the channel reads it, "<missing>" when it has none; in the
+    // context's controls section unless another section is named.
+    QString control(const char* name, const QString& section = {});
+    void setControl(const char* name, const QString& text, const QString& section = {});
 };
 
 }  // namespace hvx::test

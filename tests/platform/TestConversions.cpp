@@ -1,24 +1,11 @@
+#include "fakes/ErrorOf.h"
 #include "platform/Conversions.h"
 #include "platform/RuntimeError.h"
 
 #include <QTest>
 
 using namespace hvx;
-
-namespace {
-
-// The error number `convert` raises, or 0.
-template <typename Convert>
-long errorOf(Convert convert) {
-    try {
-        convert();
-    } catch (const RuntimeError& error) {
-        return error.number();
-    }
-    return 0;
-}
-
-}  // namespace
+using hvx::test::errorOf;
 
 class TestConversions : public QObject {
     Q_OBJECT

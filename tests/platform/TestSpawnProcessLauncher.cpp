@@ -1,4 +1,3 @@
-#include "platform/posix/SocketWindowDirectory.h"
 #include "platform/posix/SpawnProcessLauncher.h"
 #include "support/Patience.h"
 
@@ -23,6 +22,15 @@ QJsonObject readRecord(const QString& path) {
         return {};
     }
     return QJsonDocument::fromJson(file.readAll()).object();
+}
+
+// The pid a child wrote, once it has written it.
+qint64 pidIn(const QString& path) {
+    if (!QTest::qWaitFor([&] { return QFile(path).size() > 0; }, hvx::test::kPatienceMs)) {
+        return 0;
+    }
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().toLongLong() : 0;
 }
 
 bool processExists(qint64 pid) {
@@ -138,32 +146,9 @@ class TestSpawnProcessLauncher : public QObject {
                  QJsonArray{expected});
     }
 
-    void childRunsOnAndIsReapedWhenItEnds() {
-        QTemporaryDir work;
-        const QString pidFile = work.filePath(QStringLiteral("pid"));
-        const QString caption = QStringLiteral("Launched Monitor Timer");
-        hvx::SocketWindowDirectory windows;
-        hvx::SpawnProcessLauncher launcher;
-        const hvx::LaunchResult result =
-            launcher.start(kHelper, {QStringLiteral("hold"), caption, pidFile},
-                           hvx::WindowStyle::MinimizedNoActivate);
-        QVERIFY(result.started);
-        // start() came back while the child goes on: it shows its window afterwards.
-        QTRY_VERIFY_WITH_TIMEOUT(windows.findWindow(caption), hvx::test::kPatienceMs);
-        QFile file(pidFile);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const qint64 pid = file.readAll().toLongLong();
-        QVERIFY(pid > 0);
-        QVERIFY(processExists(pid));
-
-        QCOMPARE(::kill(static_cast<pid_t>(pid), SIGTERM), 0);
-        QTRY_VERIFY_WITH_TIMEOUT(!windows.findWindow(caption), hvx::test::kPatienceMs);
-        // Reaped as it ended, with no further start().
-        QTRY_VERIFY_WITH_TIMEOUT(!processExists(pid), hvx::test::kPatienceMs);
-    }
-
+    // start() comes back while the child goes on; one watch per child: the ones that end are
+    // collected while another still runs, and that one when it is killed.
     void childrenEndingOnTheirOwnAreEachReaped() {
-        // One watch per child: the ones that end are collected while another still runs.
         QTemporaryDir work;
         hvx::SpawnProcessLauncher launcher;
         const QString holdPid = work.filePath(QStringLiteral("hold"));
@@ -181,20 +166,14 @@ class TestSpawnProcessLauncher : public QObject {
                             QStringLiteral("echo $$ > '%1'; exit %2").arg(pidFile).arg(exitCode)},
                            hvx::WindowStyle::Normal)
                     .started);
-            QTRY_VERIFY_WITH_TIMEOUT(QFile(pidFile).size() > 0, hvx::test::kPatienceMs);
-            QFile file(pidFile);
-            QVERIFY(file.open(QIODevice::ReadOnly));
-            ended.append(file.readAll().trimmed().toLongLong());
+            ended.append(pidIn(pidFile));
             QVERIFY(ended.last() > 0);
         }
         for (const qint64 pid : ended) {
             QTRY_VERIFY_WITH_TIMEOUT(!processExists(pid), hvx::test::kPatienceMs);
         }
-        QTRY_VERIFY_WITH_TIMEOUT(QFile(holdPid).size() > 0, hvx::test::kPatienceMs);
-        QFile file(holdPid);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const qint64 held = file.readAll().toLongLong();
-        QVERIFY(processExists(held));
+        const qint64 held = pidIn(holdPid);
+        QVERIFY(held > 0 && processExists(held));
         QCOMPARE(::kill(static_cast<pid_t>(held), SIGTERM), 0);
         QTRY_VERIFY_WITH_TIMEOUT(!processExists(held), hvx::test::kPatienceMs);
     }

@@ -4,13 +4,12 @@
 #include "commands/ui/UnattendedMessageWithTurnOff.h"
 #include "commands/ui/UnattendedOperatorName.h"
 #include "fakes/TestEnvironment.h"
+#include "fakes/TestFiles.h"
 #include "platform/qt/UnattendedMessageBoxes.h"
 #include "platform/qt/UnattendedSession.h"
 #include "settings/ui/UnattendedDeleteOldMessages.h"
 #include "startup/ui/dlgMonitorNames.h"
 
-#include <QFile>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QTest>
 
@@ -45,17 +44,6 @@ bool show(Dialog dialog, TestEnvironment& t, UnattendedSession& session) {
     shown.SetWarningOffKey(QStringLiteral("ExitMonitor"));
     shown.Show();
     return shown.Response() == 0;
-}
-
-QList<QJsonObject> linesOf(const QString& path) {
-    QList<QJsonObject> read;
-    QFile file(path);
-    if (file.open(QIODevice::ReadOnly)) {
-        for (const QByteArray& line : file.readAll().trimmed().split('\n')) {
-            read.append(QJsonDocument::fromJson(line).object());
-        }
-    }
-    return read;
 }
 
 }  // namespace
@@ -107,11 +95,9 @@ class TestUnattendedDialogs : public QObject {
         QFETCH(QString, box);
         QFETCH(QString, refused);
         TestEnvironment t;
-        QFile names(t.folder.filePath(QStringLiteral("monitornames.txt")));
-        QVERIFY(names.open(QIODevice::WriteOnly));
-        names.write(box.startsWith(QLatin1String("Error")) ? "North,/a\nno comma\n"
-                                                           : "North,/nowhere\n");
-        names.close();
+        QVERIFY(writeFile(
+            t.folder.filePath(QStringLiteral("monitornames.txt")),
+            box.startsWith(QLatin1String("Error")) ? "North,/a\nno comma\n" : "North,/nowhere\n"));
         const QString log = t.folder.filePath(QStringLiteral("unattended.jsonl"));
         UnattendedSession session(log, answers);
 
@@ -119,7 +105,7 @@ class TestUnattendedDialogs : public QObject {
 
         QStringList boxes;
         QJsonObject last;
-        for (const QJsonObject& line : linesOf(log)) {
+        for (const QJsonObject& line : jsonLines(log)) {
             if (line.value(QStringLiteral("kind")) != QLatin1String("messagebox")) {
                 last = line;
                 continue;

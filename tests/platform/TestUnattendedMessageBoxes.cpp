@@ -1,8 +1,7 @@
+#include "fakes/TestFiles.h"
 #include "platform/qt/UnattendedMessageBoxes.h"
 #include "platform/qt/UnattendedSession.h"
 
-#include <QFile>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
@@ -11,20 +10,6 @@ using namespace hvx;
 
 class TestUnattendedMessageBoxes : public QObject {
     Q_OBJECT
-
-    QList<QJsonObject> linesOf(const QString& path) {
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly)) {
-            return {};
-        }
-        QList<QJsonObject> lines;
-        for (const QByteArray& line : file.readAll().split('\n')) {
-            if (!line.isEmpty()) {
-                lines.append(QJsonDocument::fromJson(line).object());
-            }
-        }
-        return lines;
-    }
 
   private Q_SLOTS:
     void answersFromTheQueueThenWithTheDefaultButton() {
@@ -44,7 +29,7 @@ class TestUnattendedMessageBoxes : public QObject {
                                MessageIcon::Information, MessageButtons::OkCancel, 2};
         QCOMPARE(boxes.Show(info), MessageAnswer::Cancel);
 
-        const auto lines = linesOf(log);
+        const auto lines = test::jsonLines(log);
         QCOMPARE(lines.size(), 4);
         QCOMPARE(lines[0].value(QStringLiteral("kind")).toString(), QStringLiteral("messagebox"));
         QCOMPARE(lines[0].value(QStringLiteral("title")).toString(), QStringLiteral("HvxMonitor"));

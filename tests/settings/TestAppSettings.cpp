@@ -1,4 +1,5 @@
 #include "HelpDeskFixture.h"
+#include "fakes/ErrorOf.h"
 #include "settings/cAppSetting.h"
 #include "settings/cAppSettings.h"
 
@@ -146,12 +147,7 @@ class TestAppSettings : public QObject {
                  QStringLiteral("MonitorTicks"));
         QVERIFY(settings.Item(QStringLiteral("monitorticks"))->SettingValue().toString().isEmpty());
         QCOMPARE(settings.Item(1)->SettingName(), settings.begin()->get()->SettingName());
-        try {
-            settings.Item(QStringLiteral("UseSLA"));
-            QFAIL("a deleted row was loaded");
-        } catch (const RuntimeError& error) {
-            QCOMPARE(error.number(), err::InvalidArgument);
-        }
+        QCOMPARE(errorOf([&] { settings.Item(QStringLiteral("UseSLA")); }), err::InvalidArgument);
         // Shared items: a change through Item is the collection's.
         settings.Item(QStringLiteral("DBVersion"))->SetSettingValue(QStringLiteral("99"));
         QCOMPARE(settings.Item(QStringLiteral("dbversion"))->SettingValue().toString(),
@@ -175,12 +171,7 @@ class TestAppSettings : public QObject {
             previousName = item->SettingName();
         }
         const int loaded = settings.Count();
-        try {
-            settings.Find();
-            QFAIL("a second Find on one collection succeeded");
-        } catch (const RuntimeError& error) {
-            QCOMPARE(error.number(), err::KeyAlreadyInCollection);
-        }
+        QCOMPARE(errorOf([&] { settings.Find(); }), err::KeyAlreadyInCollection);
         QCOMPARE(settings.Count(), loaded);
     }
 
@@ -191,12 +182,7 @@ class TestAppSettings : public QObject {
             "insert into Settings (SettingName, SettingType, SettingValue, "
             "Deleted, LastModified) values ('MONITORTICKS', 'Number', '1', 0, null)"));
         cAppSettings settings(*t.ctx);
-        try {
-            settings.Find();
-            QFAIL("two names differing in case were both loaded");
-        } catch (const RuntimeError& error) {
-            QCOMPARE(error.number(), err::KeyAlreadyInCollection);
-        }
+        QCOMPARE(errorOf([&] { settings.Find(); }), err::KeyAlreadyInCollection);
     }
 
     void collectionPositionsAndRemoval() {

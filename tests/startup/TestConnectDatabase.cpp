@@ -1,4 +1,6 @@
+#include "fakes/StubDatabaseManager.h"
 #include "fakes/TestEnvironment.h"
+#include "fakes/TestFiles.h"
 #include "platform/ProductComponents.h"
 #include "settings/SystemSettings.h"
 #include "startup/DatabaseConnection.h"
@@ -18,31 +20,12 @@ namespace {
 
 // A database manager that answers Connect from a script and stops there: the tests here are
 // about the connection loop, not what follows it.
-class ScriptedDatabase final : public DatabaseManager {
+class ScriptedDatabase final : public StubDatabaseManager {
   public:
     ScriptedDatabase(std::deque<long>& answers, const std::function<void()>& onConnect)
         : answers_(answers), onConnect_(onConnect) {}
-    bool NeedsReset() const override { return false; }
-    QString DatabaseType() const override { return QStringLiteral("JET"); }
-    QString DatabaseLocation() const override { return {}; }
-    QString DatabasePassword() const override { return {}; }
-    QString DatabaseUserId() const override { return {}; }
-    void SetStartupComplete(bool) override {}
-    void SetDbIniFolder(const QString& folder) override { folder_ = folder; }
-    QString DbIniFolder() const override { return folder_; }
-    bool UpdatesBlocked() const override { return false; }
-    void CloseConnection(bool) override {}
-    // The version check fails here, ending the connection step after a successful Connect.
-    std::unique_ptr<Recordset> OpenRecordset(const QString&) override { return nullptr; }
-    bool ExecuteCommand(const QString&, long) override { return false; }
-    bool ExecuteStatement(const QString&, long&) override { return false; }
-    void Reset(bool) override {}
-    void SetErrorManager(ErrorManager*) override {}
-    long CheckJetDatabase(const QString&, const QString&, const QVariant&, const QVariant&,
-                          long) override {
-        return 1;
-    }
-    bool OpenConnection(bool) override { return true; }
+    // The version check fails here (no recordset), ending the connection step after a
+    // successful Connect.
     long Connect(const QString&, bool, const QVariant&) override {
         if (onConnect_) {
             onConnect_();
@@ -57,7 +40,6 @@ class ScriptedDatabase final : public DatabaseManager {
   private:
     std::deque<long>& answers_;
     const std::function<void()>& onConnect_;
-    QString folder_;
 };
 
 // Writes db.ini into the application folder, like the real wizard, unless told to cancel.
@@ -69,9 +51,8 @@ class ScriptedWizard final : public ConnectionWizard {
     void ShowDialog() override {
         ++runs_;
         if (!cancel_) {
-            QFile ini(folder_ + QStringLiteral("/db.ini"));
-            QVERIFY(ini.open(QIODevice::WriteOnly));
-            ini.write("[Database]\nType = JET\nLocation = wizard.sqlite3\n");
+            QVERIFY(writeFile(folder_ + QStringLiteral("/db.ini"),
+                              "[Database]\nType = JET\nLocation = wizard.sqlite3\n"));
         }
     }
     bool Cancelled() const override { return cancel_; }
@@ -106,9 +87,8 @@ class TestConnectDatabase : public QObject {
     }
 
     static void writeDbIni(const QString& folder) {
-        QFile ini(folder + QStringLiteral("/db.ini"));
-        QVERIFY(ini.open(QIODevice::WriteOnly));
-        ini.write("[Database]\nType = JET\nLocation = help.sqlite3\n");
+        QVERIFY(writeFile(folder + QStringLiteral("/db.ini"),
+                          "[Database]\nType = JET\nLocation = help.sqlite3\n"));
     }
 
     static bool connect(TestEnvironment& t) {
@@ -146,17 +126,6 @@ class TestConnectDatabase : public QObject {
         QCOMPARE(question.defaultButton, 2);
         QVERIFY(QFile::exists(t.env.applicationFolder + QStringLiteral("/db.ini")));
         QCOMPARE(wizardRuns_, 0);
-    }
-
-    void yesRunsTheWizardAgainAndConnects() {
-        TestEnvironment t;
-        wire(t);
-        writeDbIni(t.env.applicationFolder);
-        answers_ = {0, 2};
-        t.boxes.queue(MessageAnswer::Yes);
-        connect(t);
-        QCOMPARE(wizardRuns_, 1);
-        QCOMPARE(answers_.size(), 0u);
     }
 
     void noDbIniRunsTheWizardFirst() {

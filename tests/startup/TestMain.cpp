@@ -62,10 +62,6 @@ struct Start {
         startedMilliseconds = t.clock.milliseconds();
         return Main(*t.ctx, settings, [this] { ++windowsShown; });
     }
-    QString control(const char* name) {
-        return GetRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name),
-                           QStringLiteral("<missing>"));
-    }
 
     TestEnvironment t;
     HelpDeskFixture db;
@@ -93,7 +89,7 @@ class TestMain : public QObject {
         QVERIFY(s.errors->StartupComplete());
         QVERIFY(s.errors->Enabled());
         QCOMPARE(s.errors->LogFile(), s.t.folder.path() + QStringLiteral("/monitorlog.txt"));
-        QCOMPARE(s.control("MonitorTicks"), QStringLiteral("60"));
+        QCOMPARE(s.t.control("MonitorTicks"), QStringLiteral("60"));
     }
 
     void logFileLimit_data() {
@@ -121,14 +117,13 @@ class TestMain : public QObject {
     void anotherCopyOwnsTheControlsSection() {
         Start s;
         s.t.instanceGuard.running = true;
-        SaveRegValue(*s.t.ctx, QStringLiteral("Controls"), QStringLiteral("State"),
-                     QStringLiteral("1"));
+        s.t.setControl("State", QStringLiteral("1"));
         QVERIFY(!s.run());
         QCOMPARE(s.t.boxes.texts(),
                  QStringList{QStringLiteral(
                      "Halvex Help Desk Monitor is already running on this computer")});
         QCOMPARE(s.t.boxes.shown().front().icon, MessageIcon::Information);
-        QCOMPARE(s.control("State"), QStringLiteral("1"));
+        QCOMPARE(s.t.control("State"), QStringLiteral("1"));
         QCOMPARE(s.windowsShown, 0);
     }
 
@@ -143,7 +138,7 @@ class TestMain : public QObject {
         QCOMPARE(s.windowsShown, 0);
         QVERIFY(!s.t.ctx->databaseManager);
         // The section was cleared when the start began, and nothing was written after.
-        QCOMPARE(s.control("MonitorTicks"), QStringLiteral("<missing>"));
+        QCOMPARE(s.t.control("MonitorTicks"), QStringLiteral("<missing>"));
         QVERIFY(!s.splashCloseMilliseconds.empty());
         QVERIFY(QFile::rename(s.db.scratch.file() + QStringLiteral(".away"), s.db.scratch.file()));
         s.db.reconnect();
@@ -155,8 +150,7 @@ class TestMain : public QObject {
 
     void aStopSwitchThatIsNoBooleanFailsTheStart() {
         Start s;
-        SaveRegValue(*s.t.ctx, QStringLiteral("Options"), QStringLiteral("StopOnHold"),
-                     QStringLiteral("perhaps"));
+        s.t.setControl("StopOnHold", QStringLiteral("perhaps"), QStringLiteral("Options"));
         QVERIFY(!s.run());
         QVERIFY(s.errors->reports.last().startsWith(QStringLiteral("ERROR: Type mismatch (Code ")));
         // The failure exit logs the Monitor out again and clears the section it filled.
@@ -165,7 +159,7 @@ class TestMain : public QObject {
             s.db.scalar(QStringLiteral("select LoggedIn from SystemUsers where Login = 'Monitor'"))
                 .toInt(),
             0);
-        QCOMPARE(s.control("MonitorTicks"), QStringLiteral("<missing>"));
+        QCOMPARE(s.t.control("MonitorTicks"), QStringLiteral("<missing>"));
     }
 };
 

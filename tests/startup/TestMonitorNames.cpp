@@ -1,4 +1,5 @@
 #include "fakes/TestEnvironment.h"
+#include "fakes/TestFiles.h"
 #include "startup/MonitorNames.h"
 
 #include <QDir>
@@ -14,10 +15,7 @@ namespace {
 
 QString write(TestEnvironment& t, const QByteArray& text) {
     QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write(text);
-    }
+    writeFile(path, text);
     return path;
 }
 
@@ -85,6 +83,8 @@ class TestMonitorNames : public QObject {
                                << "Error 75, Path/File access error: larger than 1 MiB";
         QTest::newRow("missing") << "missing"
                                  << "Error 53, File not found: No such file or directory";
+        QTest::newRow("a folder") << "folder"
+                                  << "Error 75, Path/File access error: not a regular file";
     }
     void onlyASmallRegularFileIsRead() {
         QFETCH(QString, kind);
@@ -93,13 +93,16 @@ class TestMonitorNames : public QObject {
         const QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
         if (kind == "fifo") {
             QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+        } else if (kind == "folder") {
+            QVERIFY(QDir().mkpath(path));
         } else if (kind == "zero") {
             QVERIFY(QFile::link(QStringLiteral("/dev/zero"), path));
         } else if (kind == "huge") {
             QFile file(path);
             QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(20'000'000));
         }
-        QVERIFY(isMonitorNamesFile(path) == (kind != "missing"));
+        // A folder of that name is not the file: the instance list is not offered for it.
+        QVERIFY(isMonitorNamesFile(path) == (kind != "missing" && kind != "folder"));
         const MonitorNamesList list = readMonitorNames(*t.ctx, path);
         QVERIFY(list.entries.empty());
         QVERIFY2(list.error.startsWith(error + QStringLiteral(" (Code 11086).\r\nFile name is: ") +
@@ -107,18 +110,10 @@ class TestMonitorNames : public QObject {
                  qPrintable(list.error));
     }
 
-    void aFolderIsNotTheFile() {
-        TestEnvironment t;
-        const QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
-        QVERIFY(QDir().mkpath(path));
-        QVERIFY(!isMonitorNamesFile(path));
-    }
-
     void okChecks() {
         TestEnvironment t;
         QTemporaryDir good;
-        QFile ini(good.filePath(QStringLiteral("db.ini")));
-        QVERIFY(ini.open(QIODevice::WriteOnly));
+        QVERIFY(writeFile(good.filePath(QStringLiteral("db.ini")), {}));
         const std::vector<MonitorNameEntry> entries{
             {QStringLiteral("North"), good.path() + QStringLiteral("/")},
             {QStringLiteral("South"), QStringLiteral("/nowhere")},

@@ -1,7 +1,6 @@
 // The main window on a test environment, for the tests of its loop and its status display.
 #pragma once
 
-#include "channel/RegFunctions.h"
 #include "fakes/TestEnvironment.h"
 #include "settings/SystemSettings.h"
 #include "supervision/StatusPanel.h"
@@ -40,13 +39,9 @@ struct Rig {
         return window->findChild<StatusPanel*>(QStringLiteral("StatusBar1Panel%1").arg(number));
     }
     void set(const char* name, const char* value) {
-        SaveRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name),
-                     QString::fromLatin1(value));
+        t.setControl(name, QString::fromLatin1(value));
     }
-    QString get(const char* name) {
-        return GetRegValue(*t.ctx, t.ctx->controlsSection, QString::fromLatin1(name),
-                           QStringLiteral("<missing>"));
-    }
+    QString get(const char* name) { return t.control(name); }
     void tick(int seconds = 1) {
         t.clock.advanceSeconds(seconds);
         window->Timer1_Timer();

@@ -8,6 +8,7 @@
 #include "channel/RegFunctions.h"
 #include "components/FileErrorManager.h"
 #include "components/ui/DatabaseTermTranslator.h"
+#include "fakes/TestFiles.h"
 #include "settings/SystemSettings.h"
 #include "supervision/frmMonitor.h"
 
@@ -452,10 +453,7 @@ class TestSimulatedWeek : public QObject {
         ctx.termTranslator->SetDatabase(ctx.databaseManager.get());
         ctx.termTranslator->LoadLanguage(QStringLiteral("ENG"), 1);
         for (const char* program : {"HvxMonCore", "hvx-net-send"}) {
-            QFile file(t.folder.filePath(QString::fromLatin1(program)));
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write("#!/bin/sh\n");
-            file.setPermissions(file.permissions() | QFileDevice::ExeOwner);
+            QVERIFY(writeScript(t.folder.filePath(QString::fromLatin1(program)), {}));
         }
         SaveRegValue(ctx, ctx.optionsSection, QString(value::kTrace), QStringLiteral("1"));
         SaveRegValue(ctx, ctx.optionsSection, QString(value::kAlertMsg), kAlertMessage);

@@ -161,24 +161,6 @@ class TestTimerLoop : public QObject {
         QVERIFY(!r.loop().timerEnabled);
     }
 
-    void renewalAsksTheCoreToCloseAndHoldsTheRelaunch() {
-        Rig r;
-        r.settings.AutoCloseMonitorMinutes = 5;
-        r.tick();
-        r.t.windows.open.insert(kCoreCaption);
-        r.tick(5 * 60);
-        QCOMPARE(r.get("Command"), QStringLiteral("<missing>"));
-        r.tick(60);
-        QCOMPARE(r.loop().tickTrace, QStringLiteral("P=0;AR=1;X=1;"));
-        QCOMPARE(r.get("Command"), QStringLiteral("6"));
-        QVERIFY(r.loop().CoreStartTime.isZero());
-        r.t.windows.open.clear();
-        r.tick(59);
-        QCOMPARE(r.t.launcher.starts.size(), 1u);
-        r.tick(1);
-        QCOMPARE(r.t.launcher.starts.size(), 2u);
-    }
-
     void aSuspendedCoreThatWentIsNotReplaced() {
         const DateValue now = SettableClock().now();
         Rig r(MonitorLoopState{
@@ -255,24 +237,6 @@ class TestTimerLoop : public QObject {
         QCOMPARE(r.loop().MonitorStartTime, r.t.clock.now());
     }
 
-    void schedulesSuspendAndResume() {
-        Rig r;
-        r.settings.ScheduledHoursOn = true;
-        r.settings.MonitorStopMinutes = 1320;
-        r.settings.MonitorStartMinutes = 360;
-        r.t.clock.set(QTime(22, 0, 30));
-        r.window->ApplySchedule();
-        QCOMPARE(r.get("Command"), QStringLiteral("<missing>"));
-        r.t.clock.set(QTime(22, 1, 0));
-        r.window->ApplySchedule();
-        QCOMPARE(r.get("Command"), QStringLiteral("3"));
-        QVERIFY(r.loop().ScheduleSuspended);
-        r.t.clock.set(DateValue::fromParts(r.t.clock.now().date().addDays(1), QTime(6, 1, 0)));
-        r.window->ApplySchedule();
-        QCOMPARE(r.get("Command"), QStringLiteral("2"));
-        QVERIFY(!r.loop().ScheduleSuspended);
-    }
-
     void theLayoutIsMadeWhenTheWindowFirstShows() {
         Rig r;
         r.window->show();
@@ -289,8 +253,7 @@ class TestTimerLoop : public QObject {
         QVERIFY(r.window->isVisible());
         QVERIFY(r.t.errors().reports.last().contains(QStringLiteral("(Code 11062 in")));
         QVERIFY(!r.loop().timerEnabled);
-        SaveRegValue(*r.t.ctx, QStringLiteral("Warnings"), QStringLiteral("ExitMonitor"),
-                     QStringLiteral("1"));
+        r.t.setControl("ExitMonitor", QStringLiteral("1"), QStringLiteral("Warnings"));
         QVERIFY(r.window->close());
         QVERIFY(r.loop().Closing);
     }

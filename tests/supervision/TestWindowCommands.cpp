@@ -65,9 +65,6 @@ struct LoadedWindow {
         window = std::make_unique<frmMonitor>(*t.ctx, settings);
         window->Form_Load();
     }
-    QString read(const QString& section, const char* name) {
-        return GetRegValue(*t.ctx, section, QString::fromLatin1(name), QStringLiteral("<missing>"));
-    }
     template <typename T>
     T* find(const char* name) {
         return window->findChild<T*>(QString::fromLatin1(name));
@@ -91,17 +88,16 @@ class TestWindowCommands : public QObject {
         LoadedWindow w([](LoadedWindow& l) {
             l.t.ctx->stop.sendingEmail = true;
             l.settings.UseSLAs = false;
-            SaveRegValue(*l.t.ctx, QStringLiteral("Options"), QStringLiteral("Trace"),
-                         QStringLiteral("1"));
+            l.t.setControl("Trace", QStringLiteral("1"), QStringLiteral("Options"));
         });
         QVERIFY(!w.find<QCheckBox>("chkSendEmail")->isChecked());
-        QCOMPARE(w.read(QStringLiteral("Options"), "StopSendingEmail"), QStringLiteral("1"));
+        QCOMPARE(w.t.control("StopSendingEmail", QStringLiteral("Options")), QStringLiteral("1"));
         QVERIFY(!w.find<QCheckBox>("chkCheckSLAs")->isEnabled());
-        QCOMPARE(w.read(QStringLiteral("Options"), "StopProcessingSLAs"), QStringLiteral("1"));
-        QCOMPARE(w.read(QStringLiteral("Options"), "StopReadingEmail"),
+        QCOMPARE(w.t.control("StopProcessingSLAs", QStringLiteral("Options")), QStringLiteral("1"));
+        QCOMPARE(w.t.control("StopReadingEmail", QStringLiteral("Options")),
                  QStringLiteral("<missing>"));
         QVERIFY(w.t.ctx->traceOn);
-        QCOMPARE(w.read(QStringLiteral("Controls"), "Trace"), QStringLiteral("1"));
+        QCOMPARE(w.t.control("Trace"), QStringLiteral("1"));
         QCOMPARE(w.window->windowTitle(), QStringLiteral("Help Desk Monitor"));
         QCOMPARE(w.find<QCheckBox>("chkCheckSLAs")->text(), QStringLiteral("Check SLAs"));
         QVERIFY(!w.window->loopState().timerEnabled);
@@ -113,7 +109,7 @@ class TestWindowCommands : public QObject {
                 ->SetSettingValue(QStringLiteral("1"));
         });
         QVERIFY(w.window->loopState().timerEnabled);
-        QCOMPARE(w.read(QStringLiteral("Controls"), "Command"), QStringLiteral("1"));
+        QCOMPARE(w.t.control("Command"), QStringLiteral("1"));
     }
 
     void withoutAnAutoStartRowTheWindowStaysIdle() {
@@ -135,7 +131,7 @@ class TestWindowCommands : public QObject {
         QCOMPARE(button->text(), QStringLiteral("&Start"));
         QVERIFY(button->isEnabled());
         QVERIFY(!w.window->loopState().timerEnabled);
-        QCOMPARE(w.read(QStringLiteral("Controls"), "Command"), QStringLiteral("<missing>"));
+        QCOMPARE(w.t.control("Command"), QStringLiteral("<missing>"));
     }
 
     void sendingSwitchedOnButCancelledStaysOff() {
@@ -143,50 +139,46 @@ class TestWindowCommands : public QObject {
         w.db.execute(
             QStringLiteral("insert into Messages (Recipient, Sent, LastModified) values ('a', "
                            "null, '2001-01-01 00:00:00')"));
-        SaveRegValue(*w.t.ctx, QStringLiteral("Options"), QStringLiteral("StopSendingEmail"),
-                     QStringLiteral("kept"));
+        w.t.setControl("StopSendingEmail", QStringLiteral("kept"), QStringLiteral("Options"));
         w.find<QCheckBox>("chkSendEmail")->click();
         QVERIFY(!w.find<QCheckBox>("chkSendEmail")->isChecked());
         QVERIFY(w.t.ctx->stop.sendingEmail);
         QVERIFY(!w.window->loopState().IgnoreSendEmailClick);
-        QCOMPARE(w.read(QStringLiteral("Options"), "StopSendingEmail"), QStringLiteral("kept"));
+        QCOMPARE(w.t.control("StopSendingEmail", QStringLiteral("Options")),
+                 QStringLiteral("kept"));
     }
 
     void serviceBoxesWriteTheirSwitches() {
         LoadedWindow w;
         w.find<QCheckBox>("chkReadEmail")->click();
-        QCOMPARE(w.read(QStringLiteral("Options"), "StopReadingEmail"), QStringLiteral("1"));
+        QCOMPARE(w.t.control("StopReadingEmail", QStringLiteral("Options")), QStringLiteral("1"));
         w.find<QCheckBox>("chkReadEmail")->click();
-        QCOMPARE(w.read(QStringLiteral("Options"), "StopReadingEmail"), QStringLiteral("0"));
+        QCOMPARE(w.t.control("StopReadingEmail", QStringLiteral("Options")), QStringLiteral("0"));
         w.find<QCheckBox>("chkSendEmail")->click();
-        QCOMPARE(w.read(QStringLiteral("Options"), "StopSendingEmail"), QStringLiteral("1"));
+        QCOMPARE(w.t.control("StopSendingEmail", QStringLiteral("Options")), QStringLiteral("1"));
     }
 
     void runNowAndPreview() {
         LoadedWindow w;
-        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("Processing"),
-                     QStringLiteral("1"));
+        w.t.setControl("Processing", QStringLiteral("1"));
         w.window->mnuRunNow_Click();
         QCOMPARE(w.t.boxes.texts(),
                  QStringList{
                      QStringLiteral("The Monitor is already doing the processing as scheduled.")});
-        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("Processing"),
-                     QStringLiteral("0"));
-        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("CoreHasDBIssues"),
-                     QStringLiteral("1"));
+        w.t.setControl("Processing", QStringLiteral("0"));
+        w.t.setControl("CoreHasDBIssues", QStringLiteral("1"));
         w.window->mnuRunNow_Click();
         QCOMPARE(
             w.t.boxes.texts().last(),
             QStringLiteral(
                 "Failed to refresh the System Settings.  Please check the log file for errors."));
-        QCOMPARE(w.read(QStringLiteral("Controls"), "Command"), QStringLiteral("<missing>"));
-        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("CoreHasDBIssues"),
-                     QStringLiteral("0"));
+        QCOMPARE(w.t.control("Command"), QStringLiteral("<missing>"));
+        w.t.setControl("CoreHasDBIssues", QStringLiteral("0"));
         w.window->mnuRunNow_Click();
-        QCOMPARE(w.read(QStringLiteral("Controls"), "Command"), QStringLiteral("4"));
+        QCOMPARE(w.t.control("Command"), QStringLiteral("4"));
         w.window->mnuManualMailIn_Click();
-        QCOMPARE(w.read(QStringLiteral("Options"), "ManualMailIn"), QStringLiteral("1"));
-        QCOMPARE(w.read(QStringLiteral("Controls"), "Command"), QStringLiteral("7"));
+        QCOMPARE(w.t.control("ManualMailIn", QStringLiteral("Options")), QStringLiteral("1"));
+        QCOMPARE(w.t.control("Command"), QStringLiteral("7"));
     }
 
     void closing_data() {
@@ -226,20 +218,18 @@ class TestWindowCommands : public QObject {
         QFETCH(long, confirmation);
         w.confirmation = confirmation;
         w.find<QCheckBox>("chkTrace")->setChecked(true);
-        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("State"), state);
-        SaveRegValue(*w.t.ctx, QStringLiteral("Controls"), QStringLiteral("Processing"),
-                     processing);
-        SaveRegValue(*w.t.ctx, QStringLiteral("Warnings"), QStringLiteral("ExitMonitor"),
-                     turnedOff);
+        w.t.setControl("State", state);
+        w.t.setControl("Processing", processing);
+        w.t.setControl("ExitMonitor", turnedOff, QStringLiteral("Warnings"));
         w.t.errors().reports.clear();
         w.t.boxes.queue(MessageAnswer::Yes);
         QTEST(w.window->close(), "closed");
         QTEST(w.confirmations, "confirmations");
         QTEST(static_cast<int>(w.t.boxes.shown().size()), "boxes");
-        QTEST(w.read(QStringLiteral("Controls"), "Command"), "command");
+        QTEST(w.t.control("Command"), "command");
         QFETCH(bool, closed);
         if (closed) {
-            QCOMPARE(w.read(QStringLiteral("Options"), "Trace"), QStringLiteral("1"));
+            QCOMPARE(w.t.control("Trace", QStringLiteral("Options")), QStringLiteral("1"));
             QCOMPARE(w.t.errors().reports.last(), QStringLiteral("TRACE: Closed\r\n"));
             QVERIFY(!w.t.ctx->databaseManager);
             QVERIFY(w.window->loopState().Closing);
@@ -251,13 +241,13 @@ class TestWindowCommands : public QObject {
             l.t.ctx->controlsSection = QStringLiteral("Controls:North");
             l.t.ctx->optionsSection = QStringLiteral("Options:North");
         });
-        SaveRegValue(*w.t.ctx, QStringLiteral("Warnings"), QStringLiteral("ExitMonitor"),
-                     QStringLiteral("1"));
+        w.t.setControl("ExitMonitor", QStringLiteral("1"), QStringLiteral("Warnings"));
         QVERIFY(w.window->close());
-        QCOMPARE(w.read(QStringLiteral("Controls:North"), "Command"), QStringLiteral("5"));
-        QCOMPARE(w.read(QStringLiteral("Controls"), "Command"), QStringLiteral("<missing>"));
-        QCOMPARE(w.read(QStringLiteral("Options"), "Trace"), QStringLiteral("0"));
-        QCOMPARE(w.read(QStringLiteral("Options:North"), "Trace"), QStringLiteral("<missing>"));
+        QCOMPARE(w.t.control("Command", QStringLiteral("Controls:North")), QStringLiteral("5"));
+        QCOMPARE(w.t.control("Command", QStringLiteral("Controls")), QStringLiteral("<missing>"));
+        QCOMPARE(w.t.control("Trace", QStringLiteral("Options")), QStringLiteral("0"));
+        QCOMPARE(w.t.control("Trace", QStringLiteral("Options:North")),
+                 QStringLiteral("<missing>"));
     }
 };
 

@@ -5,6 +5,7 @@
 #include "components/QtSqlDatabaseManager.h"
 #include "components/SqlLiteralFormatters.h"
 #include "fakes/RecordingErrorManager.h"
+#include "support/ToolRun.h"
 
 #include <QDateTime>
 #include <QProcess>
@@ -15,22 +16,8 @@ using namespace hvx::test;
 
 namespace {
 
-struct Outcome {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-Outcome dbsetup(const QStringList& arguments) {
-    QProcess process;
-    process.start(qEnvironmentVariable("HVX_BIN_DIR") + QStringLiteral("/hvx-dbsetup"), arguments);
-    Outcome outcome;
-    if (process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit) {
-        outcome.exitCode = process.exitCode();
-    }
-    outcome.out = QString::fromUtf8(process.readAllStandardOutput());
-    outcome.err = QString::fromUtf8(process.readAllStandardError());
-    return outcome;
+ToolRun dbsetup(const QStringList& arguments) {
+    return runTool(QStringLiteral("hvx-dbsetup"), arguments);
 }
 
 }  // namespace
@@ -76,8 +63,8 @@ void TestHvxDbSetup::createsThenRepairsWithoutLosingRows() {
     const QString dir = QDir(scratch.folder()).filePath(QStringLiteral("setup/here"));
     const QStringList setup = QStringList{QStringLiteral("--db-ini"), dir} + target(scratch);
 
-    Outcome first = dbsetup(setup + QStringList{QStringLiteral("--demo")});
-    QVERIFY2(first.exitCode == 0, qPrintable(first.err));
+    ToolRun first = dbsetup(setup + QStringList{QStringLiteral("--demo")});
+    QVERIFY2(first.code == 0, qPrintable(first.err));
     if (!scratch.ini().password.isEmpty()) {
         QVERIFY2(!first.out.contains(scratch.ini().password), "the password must not be printed");
     }
@@ -123,16 +110,16 @@ void TestHvxDbSetup::createsThenRepairsWithoutLosingRows() {
     QVERIFY(db_->ExecuteCommand(QStringLiteral("drop table Terms"), 0));
     db_->CloseConnection(true);
 
-    Outcome check = dbsetup({QStringLiteral("--db-ini"), dir, QStringLiteral("--check")});
-    QCOMPARE(check.exitCode, 3);
+    ToolRun check = dbsetup({QStringLiteral("--db-ini"), dir, QStringLiteral("--check")});
+    QCOMPARE(check.code, 3);
     QVERIFY2(check.out.contains(QLatin1String("setting MonitorTicks")) &&
                  check.out.contains(QLatin1String("table Terms")),
              qPrintable(check.out));
     QVERIFY(!db_->HasTable(QStringLiteral("Terms")));
     db_->CloseConnection(true);
 
-    Outcome again = dbsetup({QStringLiteral("--db-ini"), dir, QStringLiteral("--demo")});
-    QVERIFY2(again.exitCode == 0, qPrintable(again.err));
+    ToolRun again = dbsetup({QStringLiteral("--db-ini"), dir, QStringLiteral("--demo")});
+    QVERIFY2(again.code == 0, qPrintable(again.err));
     QVERIFY2(again.out.contains(QLatin1String("Missing: ")), qPrintable(again.out));
     QCOMPARE(value(QStringLiteral(
                  "select SettingValue from Settings where SettingName = 'AutoStartMonitor'")),
@@ -143,7 +130,7 @@ void TestHvxDbSetup::createsThenRepairsWithoutLosingRows() {
     QCOMPARE(value(QStringLiteral("select count(*) from Messages")), QStringLiteral("6"));
     QCOMPARE(value(QStringLiteral("select count(*) from Terms")),
              QString::number(HelpDeskSchema::EnglishTerms().size()));
-    QCOMPARE(dbsetup({QStringLiteral("--db-ini"), dir, QStringLiteral("--check")}).exitCode, 0);
+    QCOMPARE(dbsetup({QStringLiteral("--db-ini"), dir, QStringLiteral("--check")}).code, 0);
     db_.reset();
 }
 
@@ -166,8 +153,8 @@ void TestHvxDbSetup::refusesBadUsage_data() {
 
 void TestHvxDbSetup::refusesBadUsage() {
     QFETCH(QStringList, arguments);
-    const Outcome outcome = dbsetup(arguments);
-    QCOMPARE(outcome.exitCode, 2);
+    const ToolRun outcome = dbsetup(arguments);
+    QCOMPARE(outcome.code, 2);
     QVERIFY(outcome.err.contains(QLatin1String("usage:")));
 }
 
@@ -188,8 +175,8 @@ void TestHvxDbSetup::unreachableDatabaseFails() {
                    "Driver={PostgreSQL Unicode};Server=127.0.0.1;Port=1;UserId=x;Password={%1}")
                    .arg(QString(secret).replace(QLatin1String("}"), QLatin1String("}}")));
     }
-    const Outcome outcome = dbsetup(arguments);
-    QCOMPARE(outcome.exitCode, 1);
+    const ToolRun outcome = dbsetup(arguments);
+    QCOMPARE(outcome.code, 1);
     QVERIFY(outcome.err.contains(QLatin1String("cannot connect")));
     QVERIFY(secret.isEmpty() || !outcome.err.contains(secret));
     QVERIFY(!QFile::exists(DbIni::pathIn(dir.path())));

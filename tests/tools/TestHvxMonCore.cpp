@@ -1,8 +1,5 @@
-#include "channel/AppContext.h"
-#include "channel/RegFunctions.h"
-#include "components/BuiltInStringTable.h"
-#include "components/SqliteRegistryStore.h"
-#include "platform/posix/SocketWindowDirectory.h"
+#include "fakes/TestFiles.h"
+#include "support/Installation.h"
 #include "support/Patience.h"
 
 #include <QDir>
@@ -15,87 +12,51 @@
 #include <QTest>
 
 #include <csignal>
-#include <memory>
 
 using namespace Qt::StringLiterals;
+using hvx::test::kPatienceMs;
 
 namespace {
 
-const QString kControls = u"Controls"_s;
 const QString kOptions = u"Options"_s;
 const QString kDefaultCaption = u"Halvex Help Desk Monitor Timer"_s;
-constexpr char kMissing[] = "<missing>";
 
-QString binary(const QString& name) {
-    return qEnvironmentVariable("HVX_BIN_DIR") + QLatin1Char('/') + name;
-}
-
-// The control channel of one test, seen the way the Monitor sees it.
-class Channel {
+// One run of HvxMonCore on a private store and a session of its own per test (a window left
+// by another test, or shown by this test run from another build folder, never counts),
+// ended when the test ends.
+class Core : public hvx::test::Installation {
   public:
-    explicit Channel(const QString& registry) : ctx_(environment_) {
-        environment_.registryStore = hvx::SqliteRegistryStore::factory(registry);
-        ctx_.registryBasePath =
-            hvx::BuiltInStringTable().LoadString(hvx::StringTable::kRegistryBasePath);
-    }
-    QString get(const QString& section, const QString& name) {
-        return hvx::GetRegValue(ctx_, section, name, QString::fromLatin1(kMissing));
-    }
-    void set(const QString& section, const QString& name, const QString& value) {
-        hvx::SaveRegValue(ctx_, section, name, value);
-    }
-
-  private:
-    hvx::Environment environment_;
-    hvx::AppContext ctx_;
-};
-
-// One run of HvxMonCore on a private store and session, killed when the test ends.
-class Core {
-  public:
-    Core() : channel(folder.filePath(u"registry.sqlite3"_s)) {}
+    Core()
+        : Installation(u"hvx-mon-core-%1-%2"_s.arg(QLatin1String(QTest::currentTestFunction()),
+                                                   QLatin1String(QTest::currentDataTag()))) {}
     ~Core() {
         if (process.state() != QProcess::NotRunning) {
             process.terminate();
-            process.waitForFinished(hvx::test::kPatienceMs);
+            process.waitForFinished(kPatienceMs);
         }
     }
 
-    void start(const QStringList& arguments = {}, const QString& faults = {},
-               const QString& program = binary(u"HvxMonCore"_s)) {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"HVX_REGISTRY"_s, folder.filePath(u"registry.sqlite3"_s));
-        environment.insert(u"HVX_CORE_FAULT"_s, faults);
-        process.setProcessEnvironment(environment);
+    void start(const QStringList& arguments = {}, const QString& faults = {}) {
+        QProcessEnvironment env = environment;
+        env.insert(u"HVX_CORE_FAULT"_s, faults);
+        process.setProcessEnvironment(env);
         process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process.start(program, arguments);
+        process.start(app + u"/HvxMonCore"_s, arguments);
         clock.start();
     }
     bool ended(int expectedCode) {
-        return process.waitForFinished(hvx::test::kPatienceMs) &&
+        return process.waitForFinished(kPatienceMs) &&
                process.exitStatus() == QProcess::NormalExit && process.exitCode() == expectedCode;
     }
-    QString get(const char* name, const QString& section = kControls) {
-        return channel.get(section, QLatin1String(name));
-    }
-    void set(const char* name, const QString& value, const QString& section = kControls) {
-        channel.set(section, QLatin1String(name), value);
-    }
-    // The folder holds no db.ini: named as the database folder, it keeps any db.ini beside the
-    // binary out of the test.
-    void useFolderAsDatabase(const QString& section = kControls) {
-        channel.set(section, u"DBINIPath"_s, folder.path());
+    // The test's folder holds no db.ini: named as the database folder, it keeps any db.ini
+    // beside the program out of the test.
+    void useFolderAsDatabase(const QString& section = u"Controls"_s) {
+        setControl("DBINIPath", dir.path(), section);
     }
 
-    QTemporaryDir folder;
-    Channel channel;
     QProcess process;
     QElapsedTimer clock;
 };
-
-bool shown(const QString& caption) {
-    return hvx::SocketWindowDirectory().findWindow(caption);
-}
 
 // A help-desk database with demonstration messages, made once by hvx-dbsetup (which takes
 // a while) and copied into each test's folder: db.ini names the file relatively.
@@ -138,9 +99,9 @@ class TestHvxMonCore : public QObject {
     void initTestCase() {
         databaseTemplate = new QTemporaryDir;
         QProcess setup;
-        setup.start(binary(u"hvx-dbsetup"_s),
+        setup.start(qEnvironmentVariable("HVX_BIN_DIR") + u"/hvx-dbsetup"_s,
                     {u"--db-ini"_s, databaseTemplate->path(), u"--demo"_s});
-        QVERIFY(setup.waitForFinished(hvx::test::kPatienceMs));
+        QVERIFY(setup.waitForFinished(kPatienceMs));
         QCOMPARE(setup.exitCode(), 0);
     }
     void cleanupTestCase() {
@@ -148,53 +109,42 @@ class TestHvxMonCore : public QObject {
         databaseTemplate = nullptr;
     }
 
-    void init() {
-        // A session of its own per test and per run, so that a window left by one test, or
-        // shown by this test run from another build folder at the same time, never counts.
-        qputenv("HVX_SESSION", QByteArray("hvx-mon-core-") +
-                                   QByteArray::number(QCoreApplication::applicationPid()) + '-' +
-                                   QTest::currentTestFunction() + '-' +
-                                   QByteArray(QTest::currentDataTag()));
-    }
-
     void commandsDriveStateAndWindow() {
         Core core;
         core.useFolderAsDatabase();
-        core.set("Command", u"1"_s);
+        core.setControl("Command", u"1"_s);
         core.start();
-        QTRY_COMPARE_WITH_TIMEOUT(core.get("State"), u"1"_s, hvx::test::kPatienceMs);
-        QCOMPARE(core.get("Command"), u"0"_s);
-        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(core.get("Status").startsWith(u"Running"_s),
-                                 hvx::test::kPatienceMs);
-        QCOMPARE(core.get("Processing"), u"0"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(core.control("State"), u"1"_s, kPatienceMs);
+        QCOMPARE(core.control("Command"), u"0"_s);
+        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(core.control("Status").startsWith(u"Running"_s), kPatienceMs);
+        QCOMPARE(core.control("Processing"), u"0"_s);
 
         const struct {
             const char* command;
             const char* state;
         } steps[] = {{"3", "2"}, {"2", "1"}};
         for (const auto& step : steps) {
-            core.set("Command", QLatin1String(step.command));
+            core.setControl("Command", QLatin1String(step.command));
             // The command is taken (reset) before the new state is written.
-            QTRY_COMPARE_WITH_TIMEOUT(core.get("State"), QLatin1String(step.state),
-                                      hvx::test::kPatienceMs);
-            QCOMPARE(core.get("Command"), u"0"_s);
+            QTRY_COMPARE_WITH_TIMEOUT(core.control("State"), QLatin1String(step.state),
+                                      kPatienceMs);
+            QCOMPARE(core.control("Command"), u"0"_s);
         }
         // The Monitor clears Status when it gives Suspend or Resume; the core writes it again.
-        core.set("Status", QString());
-        QTRY_VERIFY_WITH_TIMEOUT(core.get("Status").startsWith(u"Running"_s),
-                                 hvx::test::kPatienceMs);
+        core.setControl("Status", QString());
+        QTRY_VERIFY_WITH_TIMEOUT(core.control("Status").startsWith(u"Running"_s), kPatienceMs);
 
-        core.set("Command", u"5"_s);
+        core.setControl("Command", u"5"_s);
         QVERIFY(core.ended(0));
-        QVERIFY(!shown(kDefaultCaption));
-        QCOMPARE(core.get("Command"), u"0"_s);
+        QVERIFY(!core.window(kDefaultCaption));
+        QCOMPARE(core.control("Command"), u"0"_s);
     }
 
     // No close command can reach a copy whose store cannot be used: it ends by itself.
     void endsWhenTheStoreStaysUnusable() {
         Core core;
-        QVERIFY(QDir().mkpath(core.folder.filePath(u"registry.sqlite3"_s)));
+        QVERIFY(QDir().mkpath(core.registry));
         core.start();
         QVERIFY(core.process.waitForFinished(90'000));
         QCOMPARE(core.process.exitCode(), 4);
@@ -203,20 +153,19 @@ class TestHvxMonCore : public QObject {
     void renewCommandEndsAndNextCopyGoesOnRunning() {
         Core core;
         core.useFolderAsDatabase();
-        core.set("Command", u"1"_s);
+        core.setControl("Command", u"1"_s);
         core.start();
-        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
-        core.set("Command", u"6"_s);
+        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
+        core.setControl("Command", u"6"_s);
         QVERIFY(core.ended(0));
-        QVERIFY(!shown(kDefaultCaption));
-        QCOMPARE(core.get("State"), u"1"_s);
+        QVERIFY(!core.window(kDefaultCaption));
+        QCOMPARE(core.control("State"), u"1"_s);
 
         // The Monitor starts a new copy without a new Start command: it takes up State "1".
-        core.set("Status", QString());
+        core.setControl("Status", QString());
         core.start();
-        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(core.get("Status").startsWith(u"Running"_s),
-                                 hvx::test::kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(core.control("Status").startsWith(u"Running"_s), kPatienceMs);
     }
 
     void instanceUsesItsOwnSectionAndCaption() {
@@ -224,71 +173,57 @@ class TestHvxMonCore : public QObject {
         const QString north = u"Controls:North"_s;
         const QString caption = u"North Monitor Timer"_s;
         core.useFolderAsDatabase(north);
-        core.set("Command", u"1"_s, north);
-        core.set("Command", u"3"_s);
+        core.setControl("Command", u"1"_s, north);
+        core.setControl("Command", u"3"_s);
         core.start({u"North"_s});
-        QTRY_COMPARE_WITH_TIMEOUT(core.get("State", north), u"1"_s, hvx::test::kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(shown(caption), hvx::test::kPatienceMs);
-        QVERIFY(!shown(kDefaultCaption));
-        QCOMPARE(core.get("Command"), u"3"_s);
-        QCOMPARE(core.get("State"), QString::fromLatin1(kMissing));
+        QTRY_COMPARE_WITH_TIMEOUT(core.control("State", north), u"1"_s, kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(core.window(caption), kPatienceMs);
+        QVERIFY(!core.window(kDefaultCaption));
+        QCOMPARE(core.control("Command"), u"3"_s);
+        QCOMPARE(core.control("State"), QString());
 
         // SIGTERM ends it as orderly as the close command.
         ::kill(static_cast<pid_t>(core.process.processId()), SIGTERM);
         QVERIFY(core.ended(0));
-        QVERIFY(!shown(caption));
-    }
-
-    void abortAfterWritesStateAndEnds() {
-        Core core;
-        core.useFolderAsDatabase();
-        core.set("Command", u"1"_s);
-        core.start({}, u"abort-after:2"_s);
-        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
-        QVERIFY(core.ended(3));
-        QVERIFY(core.clock.elapsed() >= 1900);
-        QCOMPARE(core.get("State"), u"999"_s);
-        QVERIFY(!shown(kDefaultCaption));
+        QVERIFY(!core.window(caption));
     }
 
     void noWindowNeverShowsOne() {
         Core core;
         core.useFolderAsDatabase();
-        core.set("Command", u"1"_s);
+        core.setControl("Command", u"1"_s);
         core.start({}, u"no-window, error-after:1"_s);
-        QTRY_COMPARE_WITH_TIMEOUT(core.get("State"), u"1"_s, hvx::test::kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(core.control("State"), u"1"_s, kPatienceMs);
         // A second after the start, well after any window would have been shown.
-        QTRY_VERIFY_WITH_TIMEOUT(core.get("ErrorInfo") != QLatin1String(kMissing),
-                                 hvx::test::kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(!core.control("ErrorInfo").isEmpty(), kPatienceMs);
         QVERIFY(core.clock.elapsed() >= 900);
-        QVERIFY(!core.get("ErrorInfo").trimmed().isEmpty());
-        QVERIFY(!shown(kDefaultCaption));
+        QVERIFY(!core.control("ErrorInfo").trimmed().isEmpty());
+        QVERIFY(!core.window(kDefaultCaption));
     }
 
     void slowStartShowsTheWindowLate() {
         Core core;
         core.useFolderAsDatabase();
-        core.set("Command", u"1"_s);
+        core.setControl("Command", u"1"_s);
         core.start({}, u"slow-start:2"_s);
-        QTRY_COMPARE_WITH_TIMEOUT(core.get("State"), u"1"_s, hvx::test::kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(core.control("State"), u"1"_s, kPatienceMs);
         // Running, and no window for two seconds (on a busy machine they may be over already).
-        QVERIFY(!shown(kDefaultCaption) || core.clock.elapsed() >= 1900);
-        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
+        QVERIFY(!core.window(kDefaultCaption) || core.clock.elapsed() >= 1900);
+        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
         QVERIFY(core.clock.elapsed() >= 1900);
     }
 
     void dbIssuesAndIgnoredCommands() {
         Core core;
         core.useFolderAsDatabase();
-        core.set("Command", u"1"_s);
+        core.setControl("Command", u"1"_s);
         core.start({}, u"db-issues,ignore-commands"_s);
-        QTRY_COMPARE_WITH_TIMEOUT(core.get("CoreHasDBIssues"), u"1"_s, hvx::test::kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(core.control("CoreHasDBIssues"), u"1"_s, kPatienceMs);
         // The first tick has written the status: had it taken the command, it would have then.
-        QTRY_VERIFY_WITH_TIMEOUT(core.get("Status") != QLatin1String(kMissing),
-                                 hvx::test::kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
-        QCOMPARE(core.get("Command"), u"1"_s);
-        QVERIFY(core.get("State") != QLatin1String("1"));
+        QTRY_VERIFY_WITH_TIMEOUT(!core.control("Status").isEmpty(), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
+        QCOMPARE(core.control("Command"), u"1"_s);
+        QVERIFY(core.control("State") != QLatin1String("1"));
         // Signals still end it.
         ::kill(static_cast<pid_t>(core.process.processId()), SIGINT);
         QVERIFY(core.ended(0));
@@ -296,8 +231,8 @@ class TestHvxMonCore : public QObject {
 
     void sendsUnsentMessagesWhileSendingIsOn() {
         Core core;
-        QVERIFY(copyDatabaseInto(core.folder.path()));
-        const QString file = core.folder.filePath(u"helpdesk.sqlite3"_s);
+        QVERIFY(copyDatabaseInto(core.dir.path()));
+        const QString file = core.dir.filePath(u"helpdesk.sqlite3"_s);
         const QString unsent = u"select count(*) from Messages where Sent is null"_s;
         const int demoUnsent = sql(file, unsent);
         QVERIFY(demoUnsent > 0);
@@ -305,41 +240,38 @@ class TestHvxMonCore : public QObject {
             sql(file, u"select count(*) from Messages where Sent is not null"_s);
 
         core.useFolderAsDatabase();
-        core.set("StopSendingEmail", u"1"_s, kOptions);
-        core.set("Command", u"1"_s);
+        core.setControl("StopSendingEmail", u"1"_s, kOptions);
+        core.setControl("Command", u"1"_s);
         core.start();
-        QTRY_VERIFY_WITH_TIMEOUT(core.get("Status").contains(u"sending is off"_s),
-                                 hvx::test::kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(core.control("Status").contains(u"sending is off"_s), kPatienceMs);
         QCOMPARE(sql(file, unsent), demoUnsent);
 
-        core.set("StopSendingEmail", u"0"_s, kOptions);
-        core.set("Command", u"4"_s);
-        QTRY_COMPARE_WITH_TIMEOUT(sql(file, unsent), 0, hvx::test::kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(core.get("Status").contains(u"%1 messages sent"_s.arg(demoUnsent)),
-                                 hvx::test::kPatienceMs);
+        core.setControl("StopSendingEmail", u"0"_s, kOptions);
+        core.setControl("Command", u"4"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(sql(file, unsent), 0, kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            core.control("Status").contains(u"%1 messages sent"_s.arg(demoUnsent)), kPatienceMs);
         // Stamped with a time, and the message sent before keeps its own stamp.
         QCOMPARE(sql(file, u"select count(*) from Messages where Sent = LastModified"_s),
                  demoUnsent);
         QCOMPARE(sql(file, u"select count(*) from Messages where Sent <> LastModified"_s),
                  alreadySent);
-        QCOMPARE(core.get("Processing"), u"0"_s);
-        QVERIFY(core.get("CoreHasDBIssues") != QLatin1String("1"));
+        QCOMPARE(core.control("Processing"), u"0"_s);
+        QVERIFY(core.control("CoreHasDBIssues") != QLatin1String("1"));
     }
 
     void unreachableDatabaseRaisesCoreHasDBIssues() {
         Core core;
-        QFile ini(core.folder.filePath(u"db.ini"_s));
-        QVERIFY(ini.open(QIODevice::WriteOnly));
-        ini.write("[Database]\nType = JET\nLocation = gone.sqlite3\n");
-        ini.close();
+        QVERIFY(hvx::test::writeFile(core.dir.filePath(u"db.ini"_s),
+                                     "[Database]\nType = JET\nLocation = gone.sqlite3\n"));
         core.useFolderAsDatabase();
-        core.set("Command", u"1"_s);
+        core.setControl("Command", u"1"_s);
         core.start();
-        QTRY_COMPARE_WITH_TIMEOUT(core.get("CoreHasDBIssues"), u"1"_s, hvx::test::kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(core.get("Status").startsWith(u"Running; database unreachable"_s),
-                                 hvx::test::kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(core.control("CoreHasDBIssues"), u"1"_s, kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            core.control("Status").startsWith(u"Running; database unreachable"_s), kPatienceMs);
         // Without a database the title is the string table's.
-        QTRY_VERIFY_WITH_TIMEOUT(shown(kDefaultCaption), hvx::test::kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
     }
 
     void titleFollowsTheMonitors_data() {
@@ -356,16 +288,14 @@ class TestHvxMonCore : public QObject {
         QFETCH(QString, caption);
         // Single-instance and no DBINIPath: the db.ini beside the program counts.
         Core core;
-        const QString program = core.folder.filePath(u"HvxMonCore"_s);
-        QVERIFY(QFile::copy(binary(u"HvxMonCore"_s), program));
-        QVERIFY(copyDatabaseInto(core.folder.path()));
+        QVERIFY(copyDatabaseInto(core.app));
         if (!termSql.isEmpty()) {
-            QCOMPARE(sql(core.folder.filePath(u"helpdesk.sqlite3"_s), termSql), 0);
+            QCOMPARE(sql(core.app + u"/helpdesk.sqlite3"_s, termSql), 0);
         }
-        core.set("Command", u"1"_s);
-        core.start({}, {}, program);
-        QTRY_VERIFY_WITH_TIMEOUT(shown(caption), hvx::test::kPatienceMs);
-        QCOMPARE(core.get("State"), u"1"_s);
+        core.setControl("Command", u"1"_s);
+        core.start();
+        QTRY_VERIFY_WITH_TIMEOUT(core.window(caption), kPatienceMs);
+        QCOMPARE(core.control("State"), u"1"_s);
     }
 };
 

@@ -1,4 +1,6 @@
+#include "fakes/TestFiles.h"
 #include "support/Patience.h"
+#include "support/ToolRun.h"
 #include "support/WebhookServer.h"
 
 #include <QDateTime>
@@ -23,36 +25,9 @@ using hvx::test::WebhookServer;
 
 namespace {
 
-struct Run {
-    int code = -1;
-    QString err;
-    qint64 milliseconds = 0;
-};
-
-// Runs the tool while this thread's event loop keeps serving (the webhook lives in it).
-Run netSend(const QStringList& arguments, const QProcessEnvironment& extra = {},
-            const QString& folder = {}) {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    for (const char* proxy :
-         {"http_proxy", "https_proxy", "HTTP_PROXY", "HTTPS_PROXY", "ALL_PROXY", "all_proxy"}) {
-        environment.remove(QString::fromLatin1(proxy));
-    }
-    environment.insert(extra);
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.setWorkingDirectory(folder);
-    QElapsedTimer clock;
-    clock.start();
-    process.start(qEnvironmentVariable("HVX_BIN_DIR") + QStringLiteral("/hvx-net-send"), arguments);
-    if (!QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; },
-                         hvx::test::kPatienceMs) ||
-        process.exitStatus() != QProcess::NormalExit) {
-        process.kill();
-        process.waitForFinished();
-        return {};
-    }
-    return {process.exitCode(), QString::fromLocal8Bit(process.readAllStandardError()),
-            clock.elapsed()};
+hvx::test::ToolRun netSend(const QStringList& arguments, const QProcessEnvironment& extra = {},
+                           const QString& folder = {}) {
+    return hvx::test::runTool(QStringLiteral("hvx-net-send"), arguments, extra, folder);
 }
 
 QStringList filesIn(const QString& folder) {
@@ -139,7 +114,8 @@ class TestHvxNetSend : public QObject {
         QVERIFY(hook.listening());
         QTemporaryDir folder;
 
-        const Run run = netSend({destination.arg(hook.url()), text}, {}, folder.path());
+        const hvx::test::ToolRun run =
+            netSend({destination.arg(hook.url()), text}, {}, folder.path());
 
         QVERIFY2(run.code == 0, qPrintable(run.err));
         QCOMPARE(hook.requests().size(), 1u);
@@ -178,7 +154,7 @@ class TestHvxNetSend : public QObject {
             url = QStringLiteral("http://127.0.0.1:%1/hook").arg(closed.serverPort());
         }
 
-        const Run run = netSend({url, QStringLiteral("Monitor error")});
+        const hvx::test::ToolRun run = netSend({url, QStringLiteral("Monitor error")});
 
         QCOMPARE(run.code, 1);
         QVERIFY2(run.err.contains(complaint), qPrintable(run.err));
@@ -210,16 +186,14 @@ class TestHvxNetSend : public QObject {
         QTemporaryDir folder;
         const QString sendmail = folder.filePath(QStringLiteral("sendmail"));
         if (sendmailStatus >= 0) {
-            QFile script(sendmail);
-            QVERIFY(script.open(QIODevice::WriteOnly));
-            script.write(
-                "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.args\"\ncat > \"$0.mail\"\nexit " +
-                QByteArray::number(sendmailStatus) + "\n");
-            script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            QVERIFY(hvx::test::writeScript(
+                sendmail, "printf '%s\\n' \"$@\" > \"$0.args\"\ncat > \"$0.mail\"\nexit " +
+                              QByteArray::number(sendmailStatus) + "\n"));
         }
 
-        const Run run = netSend({destination, QStringLiteral("Core down\n.\nstill down")},
-                                variable("HVX_SENDMAIL", sendmail), folder.path());
+        const hvx::test::ToolRun run =
+            netSend({destination, QStringLiteral("Core down\n.\nstill down")},
+                    variable("HVX_SENDMAIL", sendmail), folder.path());
 
         QVERIFY2(run.code == code, qPrintable(run.err));
         if (sendmailStatus < 0) {
@@ -270,8 +244,9 @@ class TestHvxNetSend : public QObject {
         appendLogin(records, USER_PROCESS, "someone", ended.line());
         records.close();
 
-        const Run run = netSend({user, QStringLiteral("Core down\x1b[2J\nsecond line")},
-                                variable("HVX_UTMP", records.fileName()));
+        const hvx::test::ToolRun run =
+            netSend({user, QStringLiteral("Core down\x1b[2J\nsecond line")},
+                    variable("HVX_UTMP", records.fileName()));
 
         QVERIFY2(run.code == code, qPrintable(run.err));
         QVERIFY2(run.err.contains(complaint), qPrintable(run.err));
@@ -303,7 +278,7 @@ class TestHvxNetSend : public QObject {
     }
     void wrongUsageExitsWithTwo() {
         QFETCH(QStringList, arguments);
-        const Run run = netSend(arguments);
+        const hvx::test::ToolRun run = netSend(arguments);
         QCOMPARE(run.code, 2);
         QVERIFY2(run.err.contains(QStringLiteral("usage: hvx-net-send")), qPrintable(run.err));
     }

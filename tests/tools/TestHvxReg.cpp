@@ -1,40 +1,21 @@
+#include "fakes/TestFiles.h"
+#include "support/ToolRun.h"
+
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <unistd.h>
-
 namespace {
 
-struct Run {
-    int code = -1;
-    QString out;
-    QString err;
-};
+using hvx::test::ToolRun;
 
 // `asOwnerOnly`: root bypasses file permissions; without the capabilities to do so it meets
-// them like any user (setpriv takes them out of the bounding set before running the tool).
-Run hvxReg(const QString& registry, const QStringList& arguments, bool asOwnerOnly = false) {
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+// them like any user.
+ToolRun hvxReg(const QString& registry, const QStringList& arguments, bool asOwnerOnly = false) {
+    QProcessEnvironment environment;
     environment.insert(QStringLiteral("HVX_REGISTRY"), registry);
-    process.setProcessEnvironment(environment);
-    const QString tool = qEnvironmentVariable("HVX_BIN_DIR") + QStringLiteral("/hvx-reg");
-    if (asOwnerOnly && ::geteuid() == 0) {
-        process.start(
-            QStringLiteral("setpriv"),
-            QStringList{"--bounding-set=-dac_override,-dac_read_search,-fowner", "--", tool} +
-                arguments);
-    } else {
-        process.start(tool, arguments);
-    }
-    if (!process.waitForFinished(30'000) || process.exitStatus() != QProcess::NormalExit) {
-        return {};
-    }
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
+    return hvx::test::runTool(QStringLiteral("hvx-reg"), arguments, environment, {}, asOwnerOnly);
 }
 
 }  // namespace
@@ -83,7 +64,7 @@ class TestHvxReg : public QObject {
             {{"list"}, 0, "Controls:North\tStatus\t" + greeting + "\n", ""},
         };
         for (const Step& step : steps) {
-            const Run run = hvxReg(registry, step.arguments);
+            const ToolRun run = hvxReg(registry, step.arguments);
             const QByteArray what = step.arguments.join(QLatin1Char(' ')).toUtf8();
             QVERIFY2(run.code == step.code, what + " exited with " + run.err.toUtf8());
             QVERIFY2(run.out == step.out, what + " printed " + run.out.toUtf8());
@@ -116,7 +97,7 @@ class TestHvxReg : public QObject {
         QFETCH(QString, message);
         QTemporaryDir folder;
         const QString registry = folder.filePath(QStringLiteral("registry.sqlite3"));
-        const Run run = hvxReg(registry, arguments);
+        const ToolRun run = hvxReg(registry, arguments);
         QCOMPARE(run.code, 2);
         QVERIFY2(run.err.contains(message), qPrintable(run.err));
         QVERIFY(run.out.isEmpty());
@@ -135,9 +116,8 @@ class TestHvxReg : public QObject {
         QFETCH(QString, relativePath);
         QFETCH(QString, reason);
         QTemporaryDir folder;
-        QFile garbage(folder.filePath(QStringLiteral("garbage")));
-        QVERIFY(garbage.open(QIODevice::WriteOnly) && garbage.write(QByteArray(4096, 'g')) > 0);
-        garbage.close();
+        QVERIFY(hvx::test::writeFile(folder.filePath(QStringLiteral("garbage")),
+                                     QByteArray(4096, 'g')));
         const QString readOnly = folder.filePath(QStringLiteral("read-only"));
         QCOMPARE(hvxReg(readOnly, {"set", "Options", "A", "1"}).code, 0);
         QVERIFY(QFile::setPermissions(readOnly, QFile::ReadOwner));
@@ -146,7 +126,7 @@ class TestHvxReg : public QObject {
              {QStringList{"get", "Options", "A", "default"},
               QStringList{"set", "Options", "A", "1"}, QStringList{"delete", "Options"},
               QStringList{"list"}}) {
-            const Run run = hvxReg(registry, arguments, true);
+            const ToolRun run = hvxReg(registry, arguments, true);
             QCOMPARE(run.code, 1);
             QVERIFY2(run.err.contains(registry) && run.err.contains(reason), qPrintable(run.err));
         }

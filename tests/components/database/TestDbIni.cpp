@@ -1,4 +1,5 @@
 #include "components/DbIni.h"
+#include "fakes/ErrorOf.h"
 #include "platform/RuntimeError.h"
 
 #include <QFile>
@@ -78,12 +79,7 @@ void TestDbIni::locationIsRelativeToTheIniFolder() {
 
 void TestDbIni::missingFileIsError53() {
     QTemporaryDir dir;
-    try {
-        DbIni::load(DbIni::pathIn(dir.path()));
-        QFAIL("loading a missing db.ini must fail");
-    } catch (const RuntimeError& error) {
-        QCOMPARE(error.number(), err::FileNotFound);
-    }
+    QCOMPARE(test::errorOf([&] { DbIni::load(DbIni::pathIn(dir.path())); }), err::FileNotFound);
 }
 
 // Read through the reader that takes only a small regular file (its cases lie with the
