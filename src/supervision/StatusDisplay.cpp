@@ -18,6 +18,16 @@
 
 namespace hvx {
 
+namespace {
+
+// Captions and button texts compare without regard to case; the tick asks every second and
+// almost always finds them equal as they are, which is the cheap question.
+bool sameText(const QString& a, const QString& b) {
+    return a == b || a.compare(b, Qt::CaseInsensitive) == 0;
+}
+
+}  // namespace
+
 void frmMonitor::UpdateStatusBar(const QString& s, int Panel) {
     // A panel that does not exist is no error: the status bar is a courtesy.
     if (Panel < 1 || Panel > static_cast<int>(std::size(panels_))) {
@@ -77,7 +87,7 @@ void frmMonitor::ShowRunState() {
         ctx_.procedureCode = code::kShowRunState;
         const QString title = ctx_.applicationTitle;
         const auto setCaption = [this](const QString& caption) {
-            if (windowTitle().compare(caption, Qt::CaseInsensitive) != 0) {
+            if (!sameText(windowTitle(), caption)) {
                 setWindowTitle(caption);
                 return true;
             }
@@ -86,8 +96,13 @@ void frmMonitor::ShowRunState() {
         if (isCode(state, state::kNotStarted)) {
             setCaption(title);
         } else if (isCode(state, state::kRunning)) {
-            mnuRunNow->setEnabled(true);
-            mnuManualMailIn->setEnabled(true);
+            // Most ticks find both enabled already: nothing to touch then.
+            if (!mnuRunNow->isEnabled()) {
+                mnuRunNow->setEnabled(true);
+            }
+            if (!mnuManualMailIn->isEnabled()) {
+                mnuManualMailIn->setEnabled(true);
+            }
             if (setCaption(title + QStringLiteral(" (Running)"))) {
                 cmdCommand->setText(QStringLiteral("Suspend"));
             }
@@ -104,7 +119,7 @@ void frmMonitor::ShowRunState() {
                 cmdCommand->setText(QStringLiteral("Resume"));
             }
         }
-        if (mnuSuspend->text().compare(cmdCommand->text(), Qt::CaseInsensitive) != 0) {
+        if (!sameText(mnuSuspend->text(), cmdCommand->text())) {
             mnuSuspend->setText(cmdCommand->text());
         }
         if (secondsBetween(loop_.LastCommandTime, required(ctx_.env.clock).now()) > 1) {
