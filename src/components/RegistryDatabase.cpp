@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QFile>
 
 #include <cerrno>
@@ -22,12 +23,13 @@ namespace hvx {
 namespace {
 
 constexpr int kBusyTimeoutMs = 5000;
+constexpr int kBusyRetryMs = 10;
 constexpr mode_t kFolderMode = 0700;
 constexpr mode_t kFileMode = 0600;
 
-// The busy time-out comes first: two processes starting on a fresh file both switch it to WAL
-// and create the table, and the loser must wait instead of failing. NOCASE folds ASCII only,
-// which is how the registry compares key paths and value names. The value column has no
+// Two processes starting on a fresh file both switch it to WAL and create the table, and the
+// loser must wait instead of failing (the busy time-out, and execPatiently). NOCASE folds ASCII
+// only, which is how the registry compares key paths and value names. The value column has no
 // declared type, so each value keeps the type it was written with (text or integer).
 constexpr const char* kSetup =
     "PRAGMA journal_mode=WAL;"
@@ -57,6 +59,20 @@ QString damageNotice(const QString& path, const QString& reason, const QString& 
                "The store %1 was damaged (%2). It is kept as %3, and a fresh store is "
                "in use: the values it held are gone.")
         .arg(path, reason, keptAs);
+}
+
+// Runs `sql`, trying again while another connection holds the file for a moment: SQLite skips
+// its busy wait where waiting could deadlock, for example when it changes the journal mode of
+// a new store that another process is setting up at the same time. Every statement run so is
+// harmless to repeat.
+int execPatiently(sqlite3* db, const char* sql, sqlite3_callback callback, void* argument) {
+    const QDeadlineTimer deadline(kBusyTimeoutMs);
+    int result = sqlite3_exec(db, sql, callback, argument, nullptr);
+    while ((result & 0xff) == SQLITE_BUSY && !deadline.hasExpired()) {
+        sqlite3_sleep(kBusyRetryMs);
+        result = sqlite3_exec(db, sql, callback, argument, nullptr);
+    }
+    return result;
 }
 
 bool isDamage(int sqliteCode) {
@@ -383,8 +399,8 @@ RegistryDatabase::OpenFailure RegistryDatabase::tryOpenLocked() {
         }
         return 0;
     };
-    if (sqlite3_exec(db_, kSetup, nullptr, nullptr, nullptr) != SQLITE_OK ||
-        sqlite3_exec(db_, "PRAGMA quick_check(1)", collect, &verdict, nullptr) != SQLITE_OK) {
+    if (execPatiently(db_, kSetup, nullptr, nullptr) != SQLITE_OK ||
+        execPatiently(db_, "PRAGMA quick_check(1)", collect, &verdict) != SQLITE_OK) {
         const bool damage = isDamage(sqlite3_extended_errcode(db_));
         recordSqliteErrorLocked();
         closeLocked();

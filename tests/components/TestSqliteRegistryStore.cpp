@@ -321,6 +321,25 @@ class TestSqliteRegistryStore : public QObject {
         QCOMPARE(wholeStressValues(path).size(), 2 * count.toInt() + 1);
     }
 
+    // Another process holds the file in the old journal mode while it sets it up: SQLite turns
+    // down the change to WAL at once, without its busy wait, and the store must wait instead.
+    void aFileHeldBrieflyElsewhereIsWaitedFor() {
+        test::TestEnvironment t;
+        const QString path = t.folder.filePath("registry.sqlite3");
+        QProcess holder;
+        holder.start(QStringLiteral("sh"),
+                     {QStringLiteral("-c"),
+                      QStringLiteral("{ echo 'CREATE TABLE t(a); BEGIN IMMEDIATE; "
+                                     "INSERT INTO t VALUES (1);'; sleep 1; echo 'COMMIT;'; } | "
+                                     "sqlite3 \"$0\""),
+                      path});
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(path + "-journal"), 10'000);
+        QCOMPARE(
+            SqliteRegistryStore::factory(path)()->SetValue(kUser, kBase, "State", "1", 1, true), 0);
+        QVERIFY(holder.waitForFinished(10'000));
+        QCOMPARE(holder.exitCode(), 0);
+    }
+
     void aKilledWriterLeavesAReadableStore() {
         test::TestEnvironment t;
         const QString path = t.folder.filePath("registry.sqlite3");
