@@ -96,13 +96,8 @@ void frmMonitor::ShowRunState() {
         if (isCode(state, state::kNotStarted)) {
             setCaption(title);
         } else if (isCode(state, state::kRunning)) {
-            // Most ticks find both enabled already: nothing to touch then.
-            if (!mnuRunNow->isEnabled()) {
-                mnuRunNow->setEnabled(true);
-            }
-            if (!mnuManualMailIn->isEnabled()) {
-                mnuManualMailIn->setEnabled(true);
-            }
+            mnuRunNow->setEnabled(true);
+            mnuManualMailIn->setEnabled(true);
             if (setCaption(title + QStringLiteral(" (Running)"))) {
                 cmdCommand->setText(QStringLiteral("Suspend"));
             }
