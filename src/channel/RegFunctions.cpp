@@ -93,11 +93,10 @@ void DeleteRegSection(AppContext& ctx, const QString& section) {
 }
 
 SharedSectionReads::SharedSectionReads(AppContext& ctx, QString section)
-    : SharedSectionReads(ctx, std::move(section), ownEntries_) {}
+    : SharedSectionReads(ctx, std::move(section), own_) {}
 
-SharedSectionReads::SharedSectionReads(AppContext& ctx, QString section,
-                                       std::vector<RegistryStore::Entry>& storage)
-    : ctx_(ctx), section_(std::move(section)), outer_(ctx.sharedReads), entries_(storage) {
+SharedSectionReads::SharedSectionReads(AppContext& ctx, QString section, SectionSnapshot& kept)
+    : ctx_(ctx), section_(std::move(section)), outer_(ctx.sharedReads), snapshot_(kept) {
     ctx_.sharedReads = this;
 }
 
@@ -117,7 +116,7 @@ QString SharedSectionReads::value(QAnyStringView name, QAnyStringView defaultVal
         read_ = true;
         readAt_ = now;
     }
-    for (const RegistryStore::Entry& entry : entries_) {
+    for (const RegistryStore::Entry& entry : snapshot_.entries) {
         if (sameName(entry.name, name)) {
             return entry.value;
         }
@@ -126,9 +125,19 @@ QString SharedSectionReads::value(QAnyStringView name, QAnyStringView defaultVal
 }
 
 bool SharedSectionReads::readSection() {
-    return newStore(ctx_)->ListOwnValues(RegistryStore::kCurrentUser,
-                                         sectionKeyPath(ctx_, section_),
-                                         entries_) != RegistryStore::kStatusFailure;
+    const auto store = newStore(ctx_);
+    // Asked before the listing: a change after it moves the count again.
+    const std::optional<std::uint64_t> count = store->ChangeCount();
+    if (count && count == snapshot_.changeCount) {
+        return true;
+    }
+    snapshot_.changeCount.reset();
+    if (store->ListOwnValues(RegistryStore::kCurrentUser, sectionKeyPath(ctx_, section_),
+                             snapshot_.entries) == RegistryStore::kStatusFailure) {
+        return false;
+    }
+    snapshot_.changeCount = count;
+    return true;
 }
 
 }  // namespace hvx

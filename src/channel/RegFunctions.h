@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace hvx {
@@ -30,6 +31,13 @@ void DeleteRegSection(AppContext& ctx, const QString& section);
 // The key path of a section: registry base path, a backslash, the section.
 QString sectionKeyPath(const AppContext& ctx, const QString& section);
 
+// A section as last read, and the store's change count at that read.
+struct SectionSnapshot {
+    std::vector<RegistryStore::Entry> entries;
+    // Empty when the entries are not known to hold.
+    std::optional<std::uint64_t> changeCount;
+};
+
 // While it lives, the reads of one section through GetRegValue share one read of the whole
 // section: the first read creates the store component and reads every value of the section
 // in one transaction, and the reads after it answer from that as long as it is at most
@@ -37,17 +45,16 @@ QString sectionKeyPath(const AppContext& ctx, const QString& section);
 // A run of reads close together, such as the timer's tick, so costs one store transaction,
 // and each read still answers what a read of its own could have answered: nothing waits
 // between them on the other processes, and this process's own writes are seen at once.
-// Nothing is kept beyond the scope. One scope at a time per context; a nested one takes over
-// until it ends.
+// One scope at a time per context; a nested one takes over until it ends.
 class SharedSectionReads {
   public:
     static constexpr std::int64_t kFreshMilliseconds = 20;
 
     SharedSectionReads(AppContext& ctx, QString section);
-    // Reads into `storage`, whose strings are kept where the store still holds the same text:
-    // kept from scope to scope, it saves copying a section that is read every second.
-    SharedSectionReads(AppContext& ctx, QString section,
-                       std::vector<RegistryStore::Entry>& storage);
+    // Reads into `kept`, which may outlive the scope: a later scope with it lists the section
+    // again only when the store's change count moved, so a section read every second costs
+    // one look at the count while nobody changes it.
+    SharedSectionReads(AppContext& ctx, QString section, SectionSnapshot& kept);
     ~SharedSectionReads();
     SharedSectionReads(const SharedSectionReads&) = delete;
     SharedSectionReads& operator=(const SharedSectionReads&) = delete;
@@ -67,8 +74,8 @@ class SharedSectionReads {
     SharedSectionReads* const outer_;
     bool read_ = false;
     std::int64_t readAt_ = 0;
-    std::vector<RegistryStore::Entry> ownEntries_;
-    std::vector<RegistryStore::Entry>& entries_;
+    SectionSnapshot own_;
+    SectionSnapshot& snapshot_;
 };
 
 }  // namespace hvx

@@ -7,6 +7,7 @@
 #include <QDeadlineTimer>
 #include <QFile>
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <limits>
@@ -105,6 +106,8 @@ const char* sqlText(RegistryDatabase::Sql which) {
             return "SELECT key_path, name, value FROM registry_values ORDER BY key_path, name";
         case Sql::ListOwn:
             return "SELECT name, value FROM registry_values WHERE key_path = ?1";
+        case Sql::DataVersion:
+            return "PRAGMA data_version";
     }
     return "";
 }
@@ -303,6 +306,9 @@ RegistryDatabase::Statement RegistryDatabase::statement(Sql which) {
     if (db_ == nullptr && !openLocked()) {
         return Statement(*this, std::move(lock), nullptr);
     }
+    if (which == Sql::Upsert || which == Sql::DropValue || which == Sql::DropKey) {
+        noteChangeLocked();
+    }
     sqlite3_stmt*& cached = statements_[static_cast<std::size_t>(which)];
     if (cached == nullptr) {
         if (sqlite3_prepare_v3(db_, sqlText(which), -1, SQLITE_PREPARE_PERSISTENT, &cached,
@@ -312,6 +318,25 @@ RegistryDatabase::Statement RegistryDatabase::statement(Sql which) {
         }
     }
     return Statement(*this, std::move(lock), cached);
+}
+
+std::optional<std::uint64_t> RegistryDatabase::changeCount() {
+    Statement version = statement(Sql::DataVersion);
+    if (!version || version.step() != Step::Row) {
+        return std::nullopt;
+    }
+    // SQLite's data version moves on the commits of other connections only.
+    const std::int64_t now = version.value(0).toLongLong();
+    if (now != dataVersion_) {
+        dataVersion_ = now;
+        noteChangeLocked();
+    }
+    return changeCount_;
+}
+
+void RegistryDatabase::noteChangeLocked() {
+    static std::atomic<std::uint64_t> changes{0};
+    changeCount_ = ++changes;
 }
 
 void RegistryDatabase::ensureUsable() {
@@ -412,6 +437,7 @@ RegistryDatabase::OpenFailure RegistryDatabase::tryOpenLocked() {
         closeLocked();
         return OpenFailure::Damaged;
     }
+    noteChangeLocked();
     return OpenFailure::None;
 }
 

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -38,8 +39,9 @@ class RegistryDatabase {
         ListKey,
         ListAll,
         ListOwn,
+        DataVersion,
     };
-    static constexpr std::size_t kSqlCount = 7;
+    static constexpr std::size_t kSqlCount = 8;
 
     enum class Step { Row, Done, Failed };
 
@@ -93,6 +95,10 @@ class RegistryDatabase {
     QString lastError() const;
 
     Statement statement(Sql which);
+    // Moves whenever the store changes: a write of this connection, a commit of another one,
+    // the file opened anew. Unique in the process, so counts of two files never coincide.
+    // Empty when the file cannot be read.
+    std::optional<std::uint64_t> changeCount();
 
   private:
     // Why an open failed, and whether it was the file's contents that were at fault.
@@ -106,6 +112,7 @@ class RegistryDatabase {
     bool headerDamagedLocked(const struct stat& info);
     void putDamagedFileAsideLocked();
     void readRecoveryNoteLocked();
+    void noteChangeLocked();
 
     const QString path_;
     // The path as the system takes it, encoded once: every use of the store checks it.
@@ -123,6 +130,9 @@ class RegistryDatabase {
     bool damaged_ = false;
     // The one-time error to raise after a damaged file was put aside.
     QString notice_;
+    // The count changeCount() answers, and SQLite's data version when it was last asked.
+    std::uint64_t changeCount_ = 0;
+    std::int64_t dataVersion_ = -1;
 };
 
 }  // namespace hvx

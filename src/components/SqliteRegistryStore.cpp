@@ -184,4 +184,8 @@ int SqliteRegistryStore::ListOwnValues(std::uint32_t hive, const QString& keyPat
     return entries.empty() ? kStatusNotFound : kStatusOk;
 }
 
+std::optional<std::uint64_t> SqliteRegistryStore::ChangeCount() {
+    return database_->changeCount();
+}
+
 }  // namespace hvx

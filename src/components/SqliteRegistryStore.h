@@ -36,6 +36,7 @@ class SqliteRegistryStore final : public RegistryStore {
                    std::vector<Entry>& entries) override;
     int ListOwnValues(std::uint32_t hive, const QString& keyPath,
                       std::vector<Entry>& entries) override;
+    std::optional<std::uint64_t> ChangeCount() override;
 
   private:
     std::shared_ptr<RegistryDatabase> database_;

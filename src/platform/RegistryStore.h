@@ -4,6 +4,7 @@
 #include <QVariant>
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace hvx {
@@ -49,6 +50,10 @@ class RegistryStore {
     // so that a key read again and again is not copied again.
     virtual int ListOwnValues(std::uint32_t hive, const QString& keyPath,
                               std::vector<Entry>& entries) = 0;
+    // A count that moves whenever anything in the store changes, whichever process changes it:
+    // the same count twice means that a read in between still holds. Empty when the store
+    // cannot tell; then only a fresh read holds.
+    virtual std::optional<std::uint64_t> ChangeCount() = 0;
 };
 
 }  // namespace hvx

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "MonitorLoopState.h"
+#include "channel/RegFunctions.h"
 #include "platform/OsServices.h"
-#include "platform/RegistryStore.h"
 
 #include <QIcon>
 #include <QMainWindow>
@@ -160,8 +160,8 @@ class frmMonitor final : public QMainWindow {
     QIcon imgExclaim;
     // The error information in full; the label shows as much of it as its frame holds.
     QString errorLogText_;
-    // The control channel as the last tick read it: its strings are kept while they hold.
-    std::vector<RegistryStore::Entry> controlValues_;
+    // The control channel as the last tick read it, listed again when the store changed.
+    SectionSnapshot controlValues_;
     // The uptime text last made, and for how many minutes.
     QString uptime_;
     std::int64_t uptimeMinutes_ = 0;
