@@ -8,7 +8,6 @@
 
 #include <QFile>
 #include <QLabel>
-#include <QTimer>
 
 #include <memory>
 #include <optional>
@@ -34,7 +33,6 @@ struct Rig {
             start.value_or(MonitorLoopState{.LastSettingsRefresh = t.clock.now()}));
     }
     MonitorLoopView loop() const { return window->loopState(); }
-    QTimer* timer() const { return window->findChild<QTimer*>(QStringLiteral("Timer1")); }
     StatusPanel* panel(int number) const {
         return window->findChild<StatusPanel*>(QStringLiteral("StatusBar1Panel%1").arg(number));
     }
