@@ -2,12 +2,10 @@
 #pragma once
 
 #include "fakes/TestEnvironment.h"
+#include "fakes/TestFiles.h"
 #include "settings/SystemSettings.h"
 #include "supervision/StatusPanel.h"
 #include "supervision/frmMonitor.h"
-
-#include <QFile>
-#include <QLabel>
 
 #include <memory>
 #include <optional>
@@ -24,10 +22,7 @@ struct Rig {
     explicit Rig(const std::optional<MonitorLoopState>& start = std::nullopt) {
         t.ctx->applicationTitle = kTitle;
         t.ctx->coreWindowCaption = kCoreCaption;
-        QFile core(t.env.applicationFolder + QStringLiteral("/HvxMonCore"));
-        if (core.open(QIODevice::WriteOnly)) {
-            core.write("#!/bin/sh\n");
-        }
+        writeScript(t.folder.filePath(QStringLiteral("HvxMonCore")), {});
         window = std::make_unique<frmMonitor>(
             *t.ctx, settings,
             start.value_or(MonitorLoopState{.LastSettingsRefresh = t.clock.now()}));

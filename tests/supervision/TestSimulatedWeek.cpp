@@ -84,9 +84,7 @@ class ScriptedCore {
         const DateValue now = t_.clock.now();
         if (std::exchange(startPending, false)) {
             startedWhileUp = startedWhileUp || up_;
-            const QString state = t_.control("State");
-            known_ = isCode(state, state::kRunning) || isCode(state, state::kSuspended);
-            running_ = isCode(state, state::kRunning);
+            running_ = isCode(t_.control("State"), state::kRunning);
             t_.setControl("Processing", QStringLiteral("0"));
             t_.windows.open.insert(kCoreCaption);
             up_ = true;
@@ -114,7 +112,7 @@ class ScriptedCore {
             reportedNow = true;
         }
         const QLatin1String code = running_ ? state::kRunning : state::kSuspended;
-        if (known_ && t_.control("State") != code) {
+        if (t_.control("State") != code) {
             t_.setControl("State", code);
             t_.setControl("Status", running_ ? QStringLiteral("Processing")
                                              : QStringLiteral("Suspended by the Monitor"));
@@ -140,10 +138,8 @@ class ScriptedCore {
         t_.setControl("Command", QString(command::kNone));
         if (isCode(command, command::kStart) || isCode(command, command::kResume) ||
             isCode(command, command::kRunNow)) {
-            known_ = true;
             running_ = true;
         } else if (isCode(command, command::kSuspend)) {
-            known_ = true;
             running_ = false;
         } else if (isCode(command, command::kClose) || isCode(command, command::kRenew)) {
             goAway();
@@ -152,7 +148,6 @@ class ScriptedCore {
 
     TestEnvironment& t_;
     bool up_ = false;
-    bool known_ = false;
     bool running_ = false;
     DateValue upSince_{};
     QDate lastReport_{};
@@ -180,8 +175,18 @@ class Week {
             window_.mnuClearErrorWarning_Click();
             ++clears;
         }
+        // What the tick will find.
         const QString commandBefore = control(value::kCommand);
-        beforeTick();
+        const bool suspended = control(value::kState) == state::kSuspended;
+        if (pendingStop && secondsBetween(*pendingStop, now_) == kRelaunchSeconds) {
+            suspendedWhenDue_ = suspended;
+        }
+        if (wasSuspended_ && !suspended) {
+            resumedAt_ = now_;
+        }
+        wasSuspended_ = suspended;
+        suspendedSinceRefresh_ = suspendedSinceRefresh_ || suspended;
+        abortsSinceRefresh_ += core.abortedNow ? 1 : 0;
         window_.Timer1_Timer();
         // The window's own events, but never the timer's: the clock drives the ticks.
         QCoreApplication::sendPostedEvents();
@@ -208,7 +213,6 @@ class Week {
     QString control(QLatin1String name) const {
         return GetRegValue(*t_.ctx, t_.ctx->controlsSection, name, QStringLiteral("0"));
     }
-    bool relaunchPending() const { return pendingStop_.has_value(); }
 
     // A fault is described only when it happens: the week checks millions of times.
     void expect(bool holds, const char* what, qint64 figure = 0) {
@@ -221,6 +225,8 @@ class Week {
 
     ScriptedCore core;
     QStringList faults;
+    // A stop whose relaunch has not come yet.
+    std::optional<DateValue> pendingStop;
     int launches = 0;
     int renewals = 0;
     int alerts = 0;
@@ -232,20 +238,6 @@ class Week {
 
   private:
     bool indicatorUp() const { return indicator_->isVisibleTo(&window_); }
-
-    // What the tick of this second will find.
-    void beforeTick() {
-        const bool suspended = control(value::kState) == state::kSuspended;
-        if (pendingStop_ && secondsBetween(*pendingStop_, now_) == kRelaunchSeconds) {
-            suspendedWhenDue_ = suspended;
-        }
-        if (wasSuspended_ && !suspended) {
-            resumedAt_ = now_;
-        }
-        wasSuspended_ = suspended;
-        suspendedSinceRefresh_ = suspendedSinceRefresh_ || suspended;
-        abortsSinceRefresh_ += core.abortedNow ? 1 : 0;
-    }
 
     // Aborts are counted once each; renewals come AutoCloseMonitorMinutes after the launch.
     void watchStops(const MonitorLoopView& loop, bool renewed) {
@@ -259,27 +251,29 @@ class Week {
                    "renewed seconds after launch", age);
         }
         if (core.abortedNow || renewed) {
-            expect(!pendingStop_, "a stop while one was pending");
-            pendingStop_ = now_;
+            expect(!pendingStop, "a stop while one was pending");
+            pendingStop = now_;
         }
         // A stop that nobody relaunches shows as a core application gone for more than its
         // minute outside the suspended nights.
-        expect(!pendingStop_ || suspendedWhenDue_ ||
-                   secondsBetween(*pendingStop_, now_) <= kRelaunchSeconds + 2,
+        expect(!pendingStop || suspendedWhenDue_ ||
+                   secondsBetween(*pendingStop, now_) <= kRelaunchSeconds + 2,
                "no relaunch after a stop");
     }
 
-    // Launches: the first Start, then one per stop a minute later, or at the resume when the
-    // core application was suspended then. Alerts: one batch per error raised.
+    // Launches: the first Start, then one per stop a minute later, or at the resume (and only
+    // then) when the core application was suspended a minute after its stop. Alerts: one batch per
+    // error raised.
     void watchStarts() {
         bool alerted = false;
         for (const FakeLauncher::Start& start : t_.launcher.starts) {
             if (start.program.endsWith(QStringLiteral("/HvxMonCore"))) {
-                const qint64 gap = pendingStop_ ? secondsBetween(*pendingStop_, now_) : -1;
+                const qint64 gap = pendingStop ? secondsBetween(*pendingStop, now_) : -1;
                 const bool onTime = gap >= kRelaunchSeconds && gap <= kRelaunchSeconds + 2;
-                expect(launches == 0 || onTime || (suspendedWhenDue_ && now_.time() == kResumeAt),
+                expect(launches == 0 || (onTime && !suspendedWhenDue_) ||
+                           (suspendedWhenDue_ && now_.time() == kResumeAt),
                        "launched seconds after its stop", gap);
-                pendingStop_.reset();
+                pendingStop.reset();
                 suspendedWhenDue_ = false;
                 lastLaunch_ = now_;
                 ++launches;
@@ -342,7 +336,6 @@ class Week {
     QString logPath_;
     DateValue now_{};
     DateValue lastLaunch_{};
-    std::optional<DateValue> pendingStop_;
     bool suspendedWhenDue_ = false;
     DateValue lastRefresh_;
     int abortsSinceRefresh_ = 0;
@@ -429,7 +422,8 @@ class TestSimulatedWeek : public QObject {
         QCOMPARE(week.core.aborts, kAborts);
         QCOMPARE(window.loopState().AbortCount, kAborts);
         QVERIFY(window.loopState().timerEnabled);
-        QCOMPARE(week.launches, 1 + kAborts + week.renewals - (week.relaunchPending() ? 1 : 0));
+        QCOMPARE(week.launches,
+                 1 + kAborts + week.renewals - (week.pendingStop.has_value() ? 1 : 0));
         QVERIFY(week.renewals >= 7);
         for (const int perDay : {week.suspends, week.resumes, week.alerts, week.clears}) {
             QCOMPARE(perDay, 7);
