@@ -204,7 +204,8 @@ class Week {
         expect(size <= static_cast<qint64>(kLogLimitMegabytes * 1024 * 1024), "log bytes", size);
         logTrims += size < logSize_ ? 1 : 0;
         logSize_ = size;
-        expect(t_.boxes.shown().empty(), "message boxes", t_.boxes.shown().size());
+        expect(t_.boxes.shown().empty(), "message boxes",
+               static_cast<qint64>(t_.boxes.shown().size()));
         QFile file(logPath_);
         expect(file.open(QIODevice::ReadOnly) && !file.readAll().contains("  ERROR  "),
                "an error was logged");
@@ -247,7 +248,7 @@ class Week {
         if (renewed) {
             ++renewals;
             const qint64 age = secondsBetween(lastLaunch_, now_);
-            expect(age > kRenewMinutes * 60 && age <= kRenewMinutes * 60 + 60,
+            expect(age > qint64{kRenewMinutes} * 60 && age <= qint64{kRenewMinutes} * 60 + 60,
                    "renewed seconds after launch", age);
         }
         if (core.abortedNow || renewed) {
@@ -442,7 +443,7 @@ class TestSimulatedWeek : public QObject {
 
         if (!kAddressSanitizer) {
             QVERIFY(memoryAfterFirstDay > 0);
-            QVERIFY2(memoryGrowth < 1024 * 1024, qPrintable(QString::number(memoryGrowth)));
+            QVERIFY2(memoryGrowth < qint64{1024} * 1024, qPrintable(QString::number(memoryGrowth)));
         }
     }
 };

@@ -112,13 +112,13 @@ class TestStatusDisplay : public QObject {
         const DateValue start = SettableClock().now();
         Rig r(MonitorLoopState{.MonitorStartTime = start, .LastSettingsRefresh = start});
         r.set("State", "0");
-        r.t.clock.advanceSeconds(60 * 89);
+        r.t.clock.advanceSeconds(std::int64_t{89} * 60);
         r.window->ShowStatus();
         QCOMPARE(r.panel(1)->text(), QString());
         r.set("State", "1");
         r.window->ShowStatus();
         QCOMPARE(r.panel(1)->text(), uptimeText(89));
-        r.t.clock.advanceSeconds(60 * 6);
+        r.t.clock.advanceSeconds(std::int64_t{6} * 60);
         r.window->ShowStatus();
         QCOMPARE(r.panel(1)->text(), uptimeText(95));
         r.window->show();

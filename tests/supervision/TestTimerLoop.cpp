@@ -40,27 +40,6 @@ class TestTimerLoop : public QObject {
         QCOMPARE(r.traces(), QStringList(2, QStringLiteral("P=0;AR=1;")));
     }
 
-    void commandLines_data() {
-        QTest::addColumn<QString>("instance");
-        QTest::newRow("single instance") << QString();
-        QTest::newRow("instance with a blank") << QStringLiteral("North Wing");
-    }
-    void commandLines() {
-        QFETCH(QString, instance);
-        Rig r;
-        r.t.ctx->instanceName = instance;
-        r.t.ctx->databaseUserId = QStringLiteral("helpdesk");
-        r.t.ctx->databasePassword = QStringLiteral("pa ss");
-        r.tick();
-        QCOMPARE(r.t.launcher.starts.size(), 1u);
-        QCOMPARE(r.t.launcher.starts[0].program, r.t.folder.filePath(QStringLiteral("HvxMonCore")));
-        QCOMPARE(r.t.launcher.starts[0].arguments,
-                 instance.isEmpty() ? QStringList() : QStringList{instance});
-        QCOMPARE(r.t.launcher.starts[0].style, WindowStyle::MinimizedNoActivate);
-        QCOMPARE(r.get("UserId"), QStringLiteral("helpdesk"));
-        QCOMPARE(r.get("Pwd"), QStringLiteral("pa ss"));
-    }
-
     void aStartThatFailsStopsTheLoop_data() {
         QTest::addColumn<bool>("missing");
         QTest::addColumn<QString>("text");
@@ -84,9 +63,26 @@ class TestTimerLoop : public QObject {
         QTEST(r.t.boxes.shown().front().title.value_or(QString()), "title");
     }
 
-    void aCoreThatNeverShowsItsWindowTimesOut() {
+    // The core application's command line, and the time-out when its window never shows.
+    void aLaunchedCoreThatNeverShowsItsWindowTimesOut_data() {
+        QTest::addColumn<QString>("instance");
+        QTest::newRow("single instance") << QString();
+        QTest::newRow("instance with a blank") << QStringLiteral("North Wing");
+    }
+    void aLaunchedCoreThatNeverShowsItsWindowTimesOut() {
+        QFETCH(QString, instance);
         Rig r;
+        r.t.ctx->instanceName = instance;
+        r.t.ctx->databaseUserId = QStringLiteral("helpdesk");
+        r.t.ctx->databasePassword = QStringLiteral("pa ss");
         r.tick();
+        QCOMPARE(r.t.launcher.starts.size(), 1u);
+        QCOMPARE(r.t.launcher.starts[0].program, r.t.folder.filePath(QStringLiteral("HvxMonCore")));
+        QCOMPARE(r.t.launcher.starts[0].arguments,
+                 instance.isEmpty() ? QStringList() : QStringList{instance});
+        QCOMPARE(r.t.launcher.starts[0].style, WindowStyle::MinimizedNoActivate);
+        QCOMPARE(r.get("UserId"), QStringLiteral("helpdesk"));
+        QCOMPARE(r.get("Pwd"), QStringLiteral("pa ss"));
         const DateValue launched = r.loop().CoreStartTime;
         r.tick(10);
         QVERIFY(r.t.boxes.shown().empty());

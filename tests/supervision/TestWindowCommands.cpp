@@ -79,22 +79,19 @@ class TestWindowCommands : public QObject {
         QVERIFY(!w.window->loopState().timerEnabled);
     }
 
-    void autoStartGivesStartAtOnce() {
-        LoadedWindow w([](LoadedWindow& l) {
+    void autoStartGivesStartAtOnceAndNoRowLeavesTheWindowIdle() {
+        LoadedWindow on([](LoadedWindow& l) {
             l.settings.collection->Item(QStringLiteral("AutoStartMonitor"))
                 ->SetSettingValue(QStringLiteral("1"));
         });
-        QVERIFY(w.window->loopState().timerEnabled);
-        QCOMPARE(w.t.control("Command"), QStringLiteral("1"));
-    }
-
-    void withoutAnAutoStartRowTheWindowStaysIdle() {
-        LoadedWindow w([](LoadedWindow& l) {
+        QVERIFY(on.window->loopState().timerEnabled);
+        QCOMPARE(on.t.control("Command"), QStringLiteral("1"));
+        LoadedWindow off([](LoadedWindow& l) {
             l.settings.collection->Remove(QStringLiteral("AutoStartMonitor"));
         });
-        QVERIFY(!w.window->loopState().timerEnabled);
-        QVERIFY(
-            w.t.errors().reports.last().endsWith(QStringLiteral("(Code 11062 in HvxMonitor.exe)")));
+        QVERIFY(!off.window->loopState().timerEnabled);
+        QVERIFY(off.t.errors().reports.last().endsWith(
+            QStringLiteral("(Code 11062 in HvxMonitor.exe)")));
     }
 
     // The old-messages question, cancelled: neither the start nor the switch goes ahead.
