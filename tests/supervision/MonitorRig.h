@@ -7,6 +7,8 @@
 #include "supervision/StatusPanel.h"
 #include "supervision/frmMonitor.h"
 
+#include <QRegularExpression>
+
 #include <memory>
 #include <optional>
 
@@ -39,15 +41,10 @@ struct Rig {
         t.clock.advanceSeconds(seconds);
         window->Timer1_Timer();
     }
-    QStringList traces() const {
-        QStringList lines;
-        for (const QString& report :
-             static_cast<RecordingErrorManager&>(*t.ctx->errorManager).reports) {
-            if (report.startsWith(QStringLiteral("TRACE: "))) {
-                lines.append(report.mid(7));
-            }
-        }
-        return lines;
+    // What the loop wrote to the trace, in order.
+    QStringList traces() {
+        static const QRegularExpression kTrace(QStringLiteral("^TRACE: "));
+        return t.errors().reports.filter(kTrace).replaceInStrings(kTrace, QString());
     }
 
     TestEnvironment t;
