@@ -1,7 +1,6 @@
 // The shipped icon is compiled into the program and draws at every size it is shown at; the
 // main window wears it, and the warning picture only while the error indicator is up.
 #include "app/ApplicationIcon.h"
-#include "channel/RegFunctions.h"
 #include "fakes/TestEnvironment.h"
 #include "settings/SystemSettings.h"
 #include "supervision/frmMonitor.h"
@@ -17,37 +16,27 @@ class TestApplicationIcon : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
-    // Sharp at twice the size too: rendered at that size, not scaled from a small picture.
-    void theIconDrawsAtEverySize_data() {
-        QTest::addColumn<int>("size");
-        QTest::newRow("16") << 16;
-        QTest::newRow("64") << 64;
-        QTest::newRow("128 (scale 2)") << 128;
-    }
+    // Sharp at twice the size too: rendered at that size, not scaled from a small picture. The
+    // screen's dark frame runs from 4/64 to 9/64 of the width.
     void theIconDrawsAtEverySize() {
-        QFETCH(int, size);
-        const QIcon icon = applicationIcon();
-        const QImage image = icon.pixmap(size, size).toImage();
-        QCOMPARE(image.width(), size);
-        // The screen's dark frame (from 4/64 to 9/64 of the width).
-        const QColor frame = image.pixelColor(size * 6 / 64, size / 2);
-        QCOMPARE(frame.name(), QStringLiteral("#1f3b5c"));
+        for (const int size : {16, 64, 128}) {
+            const QImage image = applicationIcon().pixmap(size, size).toImage();
+            QCOMPARE(image.width(), size);
+            QCOMPARE(image.pixelColor(size * 6 / 64, size / 2).name(), QStringLiteral("#1f3b5c"));
+        }
     }
 
     void theWindowWearsItWhileNoErrorShows() {
-        const QIcon icon = applicationIcon();
-        QApplication::setWindowIcon(icon);
+        QApplication::setWindowIcon(applicationIcon());
         TestEnvironment t;
         SystemSettings settings;
         frmMonitor window(*t.ctx, settings);
-        QCOMPARE(window.windowIcon().cacheKey(), icon.cacheKey());
-        SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("ErrorInfo"),
-                     QStringLiteral("Error 3021"));
-        window.ShowStatus();
-        QVERIFY(window.windowIcon().cacheKey() != icon.cacheKey());
-        SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("ErrorInfo"), QString());
-        window.ShowStatus();
-        QCOMPARE(window.windowIcon().cacheKey(), icon.cacheKey());
+        for (const char* info : {"", "Error 3021", ""}) {
+            t.setControl("ErrorInfo", QString::fromLatin1(info));
+            window.ShowStatus();
+            QCOMPARE(window.windowIcon().cacheKey() == QApplication::windowIcon().cacheKey(),
+                     *info == '\0');
+        }
     }
 };
 

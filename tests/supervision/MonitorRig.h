@@ -2,13 +2,12 @@
 #pragma once
 
 #include "fakes/TestEnvironment.h"
+#include "fakes/TestFiles.h"
 #include "settings/SystemSettings.h"
 #include "supervision/StatusPanel.h"
 #include "supervision/frmMonitor.h"
 
-#include <QFile>
-#include <QLabel>
-#include <QTimer>
+#include <QRegularExpression>
 
 #include <memory>
 #include <optional>
@@ -25,16 +24,12 @@ struct Rig {
     explicit Rig(const std::optional<MonitorLoopState>& start = std::nullopt) {
         t.ctx->applicationTitle = kTitle;
         t.ctx->coreWindowCaption = kCoreCaption;
-        QFile core(t.env.applicationFolder + QStringLiteral("/HvxMonCore"));
-        if (core.open(QIODevice::WriteOnly)) {
-            core.write("#!/bin/sh\n");
-        }
+        writeScript(t.folder.filePath(QStringLiteral("HvxMonCore")), {});
         window = std::make_unique<frmMonitor>(
             *t.ctx, settings,
             start.value_or(MonitorLoopState{.LastSettingsRefresh = t.clock.now()}));
     }
     MonitorLoopView loop() const { return window->loopState(); }
-    QTimer* timer() const { return window->findChild<QTimer*>(QStringLiteral("Timer1")); }
     StatusPanel* panel(int number) const {
         return window->findChild<StatusPanel*>(QStringLiteral("StatusBar1Panel%1").arg(number));
     }
@@ -46,15 +41,10 @@ struct Rig {
         t.clock.advanceSeconds(seconds);
         window->Timer1_Timer();
     }
-    QStringList traces() const {
-        QStringList lines;
-        for (const QString& report :
-             static_cast<RecordingErrorManager&>(*t.ctx->errorManager).reports) {
-            if (report.startsWith(QStringLiteral("TRACE: "))) {
-                lines.append(report.mid(7));
-            }
-        }
-        return lines;
+    // What the loop wrote to the trace, in order.
+    QStringList traces() {
+        static const QRegularExpression kTrace(QStringLiteral("^TRACE: "));
+        return t.errors().reports.filter(kTrace).replaceInStrings(kTrace, QString());
     }
 
     TestEnvironment t;

@@ -1,9 +1,11 @@
 #include "MonitorRig.h"
+#include "supervision/UptimeText.h"
 
 #include <QEvent>
 #include <QFrame>
 #include <QLabel>
 #include <QLocale>
+#include <QSignalSpy>
 #include <QTest>
 
 using namespace hvx;
@@ -29,12 +31,13 @@ class TestStatusDisplay : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
+    // Halves round away from zero, whatever the digit before them.
     void uptimeInTenthsOfAnHour_data() {
         QTest::addColumn<qint64>("minutes");
         QTest::addColumn<QString>("hours");
-        QTest::newRow("9 minutes: 0.15 rounds up") << 9LL << "0.2";
-        QTest::newRow("21 minutes: 0.35 rounds up") << 21LL << "0.4";
-        QTest::newRow("27 minutes: 0.45 rounds up") << 27LL << "0.5";
+        QTest::newRow("9 minutes: 0.15") << 9LL << "0.2";
+        QTest::newRow("21 minutes: 0.35") << 21LL << "0.4";
+        QTest::newRow("27 minutes: 0.45") << 27LL << "0.5";
         QTest::newRow("89 minutes") << 89LL << "1.5";
         QTest::newRow("2 minutes rounds down") << 2LL << "0.0";
         QTest::newRow("60,000 minutes: no group separator") << 60'000LL << "1000.0";
@@ -43,53 +46,25 @@ class TestStatusDisplay : public QObject {
     void uptimeInTenthsOfAnHour() {
         QFETCH(qint64, minutes);
         QFETCH(QString, hours);
-        const DateValue start = SettableClock().now();
-        Rig r(MonitorLoopState{.MonitorStartTime = start, .LastSettingsRefresh = start});
-        r.set("State", "0");
-        r.t.clock.advanceSeconds(minutes * 60);
-        r.window->ShowStatus();
-        QCOMPARE(r.panel(1)->text(), QString());
-        r.set("State", "1");
-        r.window->ShowStatus();
-        QCOMPARE(r.panel(1)->text(),
+        QCOMPARE(uptimeText(minutes),
                  QStringLiteral("Monitor uptime: ") +
                      hours.replace(QLatin1Char('.'), QLocale::system().decimalPoint()) +
                      QStringLiteral(" hours."));
     }
 
-    void errorIndicatorRisesOncePerAppearance() {
+    // Raised when an error appears, not when its text changes; its text shows from its
+    // beginning, line after line, as much as the designed frame holds.
+    void theErrorIndicator() {
         Rig r;
-        int raised = 0;
-        QObject::connect(r.window.get(), &frmMonitor::errorIndicatorRaised, [&] { ++raised; });
-        r.set("State", "1");
-        r.set("ErrorInfo", "Mail server refused");
-        r.window->ShowStatus();
-        r.set("ErrorInfo", "Mail server still refused");
-        r.window->ShowStatus();
-        QCOMPARE(raised, 1);
-        QCOMPARE(r.window->findChild<QLabel*>(QStringLiteral("lblErrorLog"))->text(),
-                 QStringLiteral("Mail server still refused"));
-        r.set("ErrorInfo", "");
-        r.window->ShowStatus();
-        r.set("ErrorInfo", "again");
-        r.window->ShowStatus();
-        QCOMPARE(raised, 2);
-    }
-
-    void longErrorInfoShowsWhatFitsInTheDesignedFrame() {
-        Rig r;
-        auto* frame = r.window->findChild<QFrame*>(QStringLiteral("ErrorLogFrame"));
+        QSignalSpy raised(r.window.get(), &frmMonitor::errorIndicatorRaised);
         auto* label = r.window->findChild<QLabel*>(QStringLiteral("lblErrorLog"));
-        auto* image = r.window->findChild<QLabel*>(QStringLiteral("imgErrorLog"));
         const QString info = QStringLiteral("Error 3021 at 09:38:10 in the mail reader:") +
                              QStringLiteral(" no current record").repeated(9);
-        r.set("ErrorInfo", info.toLatin1().constData());
+        r.t.setControl("ErrorInfo", info);
         r.window->ShowStatus();
-        for (QWidget* part : {static_cast<QWidget*>(frame), static_cast<QWidget*>(label),
-                              static_cast<QWidget*>(image)}) {
-            QCOMPARE(part->toolTip(), info);
+        for (const char* part : {"ErrorLogFrame", "lblErrorLog", "imgErrorLog"}) {
+            QCOMPARE(r.window->findChild<QWidget*>(QString::fromLatin1(part))->toolTip(), info);
         }
-        // The beginning of the text, line after line, as much as the frame holds.
         const QString shown = label->text();
         QVERIFY2(shown.endsWith(QChar(0x2026)), qPrintable(shown));
         QVERIFY(label->heightForWidth(label->width()) <= label->height());
@@ -98,13 +73,13 @@ class TestStatusDisplay : public QObject {
         // A short text shows whole; one that differs only in case changes nothing.
         r.set("ErrorInfo", "Mail server refused");
         r.window->ShowStatus();
-        QCOMPARE(label->text(), QStringLiteral("Mail server refused"));
         r.set("ErrorInfo", "MAIL SERVER REFUSED");
         r.window->ShowStatus();
         QCOMPARE(label->text(), QStringLiteral("Mail server refused"));
+        QCOMPARE(raised.size(), 1);
     }
 
-    void aStatusRepaintsOnlyWhenItChanges() {
+    void aPanelRepaintsOnlyWhenItsTextChanges() {
         Rig r;
         r.t.windows.open.insert(kCoreCaption);
         r.set("State", "1");
@@ -124,9 +99,7 @@ class TestStatusDisplay : public QObject {
         r.tick();
         // Within the tick itself, before any window event runs.
         QCOMPARE(counter.paints.value(r.panel(2)), 1);
-        QCOMPARE(counter.paints.value(r.panel(1)), 0);
-        QCOMPARE(r.panel(2)->toolTip(), QStringLiteral("Sending 2 messages"));
-
+        QCOMPARE(counter.paints.size(), 1);
         // A panel that does not exist is ignored, silently.
         for (int panel : {0, 4}) {
             r.window->UpdateStatusBar(QStringLiteral("out of range"), panel);
@@ -135,8 +108,19 @@ class TestStatusDisplay : public QObject {
         QVERIFY(r.t.errors().reports.isEmpty());
     }
 
-    void theUptimeKeepsItsWidthAndTheOthersTakeTheRest() {
-        Rig r;
+    void theUptimeShowsOnceStartedKeepsItsWidthAndTheOthersTakeTheRest() {
+        const DateValue start = SettableClock().now();
+        Rig r(MonitorLoopState{.MonitorStartTime = start, .LastSettingsRefresh = start});
+        r.set("State", "0");
+        r.t.clock.advanceSeconds(std::int64_t{89} * 60);
+        r.window->ShowStatus();
+        QCOMPARE(r.panel(1)->text(), QString());
+        r.set("State", "1");
+        r.window->ShowStatus();
+        QCOMPARE(r.panel(1)->text(), uptimeText(89));
+        r.t.clock.advanceSeconds(std::int64_t{6} * 60);
+        r.window->ShowStatus();
+        QCOMPARE(r.panel(1)->text(), uptimeText(95));
         r.window->show();
         QVERIFY(QTest::qWaitForWindowExposed(r.window.get()));
         StatusPanel* uptime = r.panel(1);
