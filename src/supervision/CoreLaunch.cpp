@@ -94,8 +94,6 @@ bool frmMonitor::launchCore() {
     ctx_.procedureCode = code::kTimerAfterProcessStart;
     loop_.CoreStartTime = required(ctx_.env.clock).now();
     loop_.CoreStopTime = DateValue::zero();
-    loop_.LastLaunchTime = loop_.CoreStartTime;
-    ++loop_.Launches;
     return true;
 }
 

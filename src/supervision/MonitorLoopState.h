@@ -28,9 +28,6 @@ struct MonitorLoopState {
     int AbortCount = 0;
     // The decision trace of the current (or last) tick.
     QString tickTrace{};
-    // When the core application was last started by this window, and how often it was.
-    DateValue LastLaunchTime{};
-    int Launches = 0;
 };
 
 // The loop's state as a test or a benchmark sees it, with the timer's.
