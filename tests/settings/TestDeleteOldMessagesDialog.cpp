@@ -10,6 +10,7 @@
 
 using namespace hvx;
 using namespace hvx::test;
+using namespace Qt::StringLiterals;
 
 class TestDeleteOldMessagesDialog : public QObject {
     Q_OBJECT
@@ -22,7 +23,7 @@ class TestDeleteOldMessagesDialog : public QObject {
         QTest::addColumn<QString>("refusal");
         QTest::addColumn<int>("choice");
         QTest::addColumn<int>("daysToDelete");
-        const QString noNumber = QStringLiteral("Please type the number of days.");
+        const QString noNumber = u"Please type the number of days."_s;
         QTest::newRow("empty") << 2 << "" << noNumber << 0 << 0;
         QTest::newRow("a word") << 2 << "thirty" << noNumber << 0 << 0;
         QTest::newRow("zero") << 2 << "0"
@@ -38,13 +39,12 @@ class TestDeleteOldMessagesDialog : public QObject {
         QFETCH(QString, refusal);
         ScriptedMessageBoxes boxes;
         dlgDeleteOldMessages dialog(boxes);
-        dialog.findChild<QRadioButton*>(QStringLiteral("Option1_%1").arg(option))->setChecked(true);
-        dialog.findChild<QLineEdit*>(QStringLiteral("txtDays"))->setText(days);
+        dialog.findChild<QRadioButton*>(u"Option1_%1"_s.arg(option))->setChecked(true);
+        dialog.findChild<QLineEdit*>(u"txtDays"_s)->setText(days);
         dialog.cmdOK_Click();
         QCOMPARE(boxes.texts(), refusal.isEmpty() ? QStringList() : QStringList{refusal});
         if (!refusal.isEmpty()) {
-            QCOMPARE(boxes.shown().front().title,
-                     std::optional<QString>(QStringLiteral("Halvex Help Desk")));
+            QCOMPARE(boxes.shown().front().title, std::optional<QString>(u"Halvex Help Desk"_s));
         }
         QTEST(dialog.UserChoice(), "choice");
         QTEST(dialog.DaysToDelete(), "daysToDelete");
@@ -59,13 +59,11 @@ class TestDeleteOldMessagesDialog : public QObject {
         escape.setInterval(0);
         connect(&escape, &QTimer::timeout, [&] {
             if (QApplication::activeModalWidget() == &dialog) {
-                const QString warning =
-                    dialog.findChild<QLabel*>(QStringLiteral("lblExplain"))->text();
+                const QString warning = dialog.findChild<QLabel*>(u"lblExplain"_s)->text();
+                QVERIFY(warning.startsWith(u"WARNING: There are 12 unsent messages"_s));
                 QVERIFY(
-                    warning.startsWith(QStringLiteral("WARNING: There are 12 unsent messages")));
-                QVERIFY(
-                    warning.endsWith(QStringLiteral("\r\n\r\nIF YOU CHOOSE NOT TO DELETE THE "
-                                                    "OLD MESSAGES, THEY WILL ALL BE SENT NOW.")));
+                    warning.endsWith(u"\r\n\r\nIF YOU CHOOSE NOT TO DELETE THE "
+                                     "OLD MESSAGES, THEY WILL ALL BE SENT NOW."_s));
                 QTest::keyClick(&dialog, Qt::Key_Escape);
                 escape.stop();
             }

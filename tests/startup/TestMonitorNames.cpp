@@ -10,11 +10,12 @@
 
 using namespace hvx;
 using namespace hvx::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 QString write(TestEnvironment& t, const QByteArray& text) {
-    QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
+    QString path = t.folder.filePath(u"monitornames.txt"_s);
     writeFile(path, text);
     return path;
 }
@@ -38,18 +39,14 @@ class TestMonitorNames : public QObject {
         QTest::addColumn<QString>("entries");
         QTest::newRow("empty file") << QByteArray() << QString();
         QTest::newRow("blank and half-empty lines skipped")
-            << QByteArray("North,/a\n\n   \n,/b\nSouth,\nWest , /c\n")
-            << QStringLiteral("North|/a;West|/c");
+            << QByteArray("North,/a\n\n   \n,/b\nSouth,\nWest , /c\n") << u"North|/a;West|/c"_s;
         QTest::newRow("blanks around both fields")
-            << QByteArray(" Sales , /data/sales/ \n") << QStringLiteral("Sales|/data/sales/");
+            << QByteArray(" Sales , /data/sales/ \n") << u"Sales|/data/sales/"_s;
         QTest::newRow("CR, CR LF and LF end lines")
-            << QByteArray("A,/a\rB,/b\r\nC,/c\n") << QStringLiteral("A|/a;B|/b;C|/c");
-        QTest::newRow("after a second comma ignored")
-            << QByteArray("A,/a,extra\n") << QStringLiteral("A|/a");
-        QTest::newRow("same name twice")
-            << QByteArray("A,/a\nA,/b\n") << QStringLiteral("A|/a;A|/b");
-        QTest::newRow("tabs are no blanks")
-            << QByteArray("\tA\t, /a\t\n") << QStringLiteral("\tA\t|/a\t");
+            << QByteArray("A,/a\rB,/b\r\nC,/c\n") << u"A|/a;B|/b;C|/c"_s;
+        QTest::newRow("after a second comma ignored") << QByteArray("A,/a,extra\n") << u"A|/a"_s;
+        QTest::newRow("same name twice") << QByteArray("A,/a\nA,/b\n") << u"A|/a;A|/b"_s;
+        QTest::newRow("tabs are no blanks") << QByteArray("\tA\t, /a\t\n") << u"\tA\t|/a\t"_s;
     }
     void reading() {
         QFETCH(QByteArray, file);
@@ -63,10 +60,9 @@ class TestMonitorNames : public QObject {
         TestEnvironment t;
         const QString path = write(t, "North,/a\nnonsense here\nSouth,/b\n");
         const MonitorNamesList list = readMonitorNames(*t.ctx, path);
-        QCOMPARE(describe(list), QStringLiteral("North|/a"));
-        QCOMPARE(list.error,
-                 QStringLiteral("Error 9, Subscript out of range (Code 11087).\r\nFile name is: ") +
-                     path + QStringLiteral(".\r\nCurrent line is: nonsense here."));
+        QCOMPARE(describe(list), u"North|/a"_s);
+        QCOMPARE(list.error, u"Error 9, Subscript out of range (Code 11087).\r\nFile name is: "_s +
+                                 path + u".\r\nCurrent line is: nonsense here."_s);
     }
 
     // Only a regular file of sane size is read: the rest fails at once with the dialog's
@@ -90,13 +86,13 @@ class TestMonitorNames : public QObject {
         QFETCH(QString, kind);
         QFETCH(QString, error);
         TestEnvironment t;
-        const QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
+        const QString path = t.folder.filePath(u"monitornames.txt"_s);
         if (kind == "fifo") {
             QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
         } else if (kind == "folder") {
             QVERIFY(QDir().mkpath(path));
         } else if (kind == "zero") {
-            QVERIFY(QFile::link(QStringLiteral("/dev/zero"), path));
+            QVERIFY(QFile::link(u"/dev/zero"_s, path));
         } else if (kind == "huge") {
             QFile file(path);
             QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(20'000'000));
@@ -105,34 +101,31 @@ class TestMonitorNames : public QObject {
         QVERIFY(isMonitorNamesFile(path) == (kind != "missing" && kind != "folder"));
         const MonitorNamesList list = readMonitorNames(*t.ctx, path);
         QVERIFY(list.entries.empty());
-        QVERIFY2(list.error.startsWith(error + QStringLiteral(" (Code 11086).\r\nFile name is: ") +
-                                       path),
+        QVERIFY2(list.error.startsWith(error + u" (Code 11086).\r\nFile name is: "_s + path),
                  qPrintable(list.error));
     }
 
     void okChecks() {
         TestEnvironment t;
         QTemporaryDir good;
-        QVERIFY(writeFile(good.filePath(QStringLiteral("db.ini")), {}));
-        const std::vector<MonitorNameEntry> entries{
-            {QStringLiteral("North"), good.path() + QStringLiteral("/")},
-            {QStringLiteral("South"), QStringLiteral("/nowhere")},
-            {QStringLiteral("East"), good.path() + QStringLiteral("//")}};
+        QVERIFY(writeFile(good.filePath(u"db.ini"_s), {}));
+        const std::vector<MonitorNameEntry> entries{{u"North"_s, good.path() + u"/"_s},
+                                                    {u"South"_s, u"/nowhere"_s},
+                                                    {u"East"_s, good.path() + u"//"_s}};
         QCOMPARE(checkInstanceChoice(*t.ctx, {}, -1).refusal.text,
-                 QStringLiteral("Please select a Monitor instance."));
-        QCOMPARE(
-            checkInstanceChoice(*t.ctx, entries, 1).refusal.text,
-            QStringLiteral("There is no DB.INI file in this folder, or the folder doesn't exist."));
+                 u"Please select a Monitor instance."_s);
+        QCOMPARE(checkInstanceChoice(*t.ctx, entries, 1).refusal.text,
+                 u"There is no DB.INI file in this folder, or the folder doesn't exist."_s);
         const InstanceChoice north = checkInstanceChoice(*t.ctx, entries, 0);
         QVERIFY(north.accepted);
         QCOMPARE(north.folder, good.path());
         // Two trailing separators keep one.
-        QCOMPARE(checkInstanceChoice(*t.ctx, entries, 2).folder, good.path() + QStringLiteral("/"));
-        t.windows.open.insert(QStringLiteral("North Monitor"));
+        QCOMPARE(checkInstanceChoice(*t.ctx, entries, 2).folder, good.path() + u"/"_s);
+        t.windows.open.insert(u"North Monitor"_s);
         QCOMPARE(checkInstanceChoice(*t.ctx, entries, 0).refusal.text,
-                 QStringLiteral("This monitor is already running on this computer."));
+                 u"This monitor is already running on this computer."_s);
         // Only the plain title counts.
-        t.windows.open = {QStringLiteral("North Monitor (Running)")};
+        t.windows.open = {u"North Monitor (Running)"_s};
         QVERIFY(checkInstanceChoice(*t.ctx, entries, 0).accepted);
     }
 };
