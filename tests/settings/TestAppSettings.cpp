@@ -21,10 +21,15 @@ struct Database {
         setting.SetSettingName(name);
         return setting;
     }
-    QString value(const QString& name) {
-        return db
-            .scalar(u"select SettingValue from Settings where SettingName = "_s + db.text(name))
-            .toString();
+    QVariant column(const char* column, const char* name) {
+        return db.scalar(u"select %1 from Settings where SettingName = '%2'"_s.arg(
+            QLatin1String(column), QLatin1String(name)));
+    }
+    // A live row whose other columns are null.
+    void insertBare(const char* name) {
+        db.execute(
+            u"insert into Settings (SettingName, SettingType, SettingValue, Deleted, "
+            "LastModified) values ('%1', null, null, 0, null)"_s.arg(QLatin1String(name)));
     }
 };
 
@@ -35,7 +40,7 @@ class TestAppSettings : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
-    void fetchOfAMissingNameChangesNothing() {
+    void fetchLeavesAMissingNameAloneAndReadsNullsAsEmpty() {
         Database d;
         cAppSetting setting = d.named(u"NoSuchSetting"_s);
         setting.SetSettingType(u"kept"_s);
@@ -47,20 +52,14 @@ class TestAppSettings : public QObject {
         QCOMPARE(setting.SettingValue().toString(), u"value"_s);
         QVERIFY(setting.Deleted());
         QCOMPARE(setting.LastModified(), d.t.clock.now());
-    }
 
-    void nullsReadAsEmptyAndAsTheZeroDate() {
-        Database d;
-        d.db.execute(
-            u"insert into Settings (SettingName, SettingType, SettingValue, "
-            "Deleted, LastModified) values ('Bare', null, null, 0, null)"_s);
-        cAppSetting setting = d.named(u"Bare"_s);
+        d.insertBare("Bare");
+        setting.SetSettingName(u"Bare"_s);
         QVERIFY(setting.Fetch());
         QCOMPARE(setting.SettingType(), QString());
         QVERIFY(setting.SettingValue().toString().isEmpty());
         QVERIFY(setting.LastModified().isZero());
         // The zero stamp matches no row, so the update reports the conflict.
-        setting.SetSettingValue(u"new"_s);
         QVERIFY(!setting.UpdateItem());
         QCOMPARE(d.t.errors().reports.size(), 1);
     }
@@ -72,10 +71,7 @@ class TestAppSettings : public QObject {
         setting.SetDeleted(true);
         QVERIFY(setting.InsertItem());
         QCOMPARE(setting.LastModified(), d.t.clock.now());
-        QCOMPARE(d.db.scalar(u"select Deleted from Settings where SettingName = "
-                             "'Colour'"_s)
-                     .toInt(),
-                 0);
+        QCOMPARE(d.column("Deleted", "Colour").toInt(), 0);
         for (const char* colour : {"green", "blue"}) {
             d.t.clock.advanceSeconds(1);
             setting.SetSettingValue(QString::fromLatin1(colour));
@@ -104,31 +100,24 @@ class TestAppSettings : public QObject {
         QVERIFY(!second.UpdateItem());
         QCOMPARE(second.LastModified(), stampBefore);
         QCOMPARE(d.t.errors().reports,
-                 QStringList{u"ERROR: The MonitorTicks setting change to 90 wasn't "
-                             "saved. It was probably modified by another user or "
-                             "process since you selected it."_s});
-        QCOMPARE(d.value(u"MonitorTicks"_s), u"30"_s);
+                 QStringList{u"ERROR: The MonitorTicks setting change to 90 wasn't saved. It was "
+                             "probably modified by another user or process since you selected "
+                             "it."_s});
+        QCOMPARE(d.column("SettingValue", "MonitorTicks").toString(), u"30"_s);
     }
 
-    void existsIgnoresDeletedAndDeleteRemoves() {
-        Database d;
-        d.db.execute(u"update Settings set Deleted = 1 where SettingName = 'UseSLA'"_s);
-        cAppSetting setting = d.named(u"UseSLA"_s);
-        QVERIFY(setting.CheckExists());
-        QVERIFY(setting.DeleteItem());
-        QVERIFY(!setting.CheckExists());
-    }
-
+    // A deleted row exists for CheckExists, but Find leaves it out.
     void findLoadsLiveRowsInOrder() {
         Database d;
         d.db.execute(u"update Settings set Deleted = 1 where SettingName = 'UseSLA'"_s);
         d.db.setSettingNull(u"MonitorTicks"_s);
-        const auto total =
-            d.db.scalar(u"select count(*) from Settings where Deleted = 0"_s).toInt();
+        cAppSetting deleted = d.named(u"UseSLA"_s);
+        QVERIFY(deleted.CheckExists());
 
         cAppSettings settings(*d.t.ctx);
         QVERIFY(settings.Find());
-        QCOMPARE(settings.Count(), total);
+        QCOMPARE(settings.Count(),
+                 d.db.scalar(u"select count(*) from Settings where Deleted = 0"_s).toInt());
         QString previous;
         for (const auto& item : settings) {
             QVERIFY2(previous.compare(item->SettingName(), Qt::CaseInsensitive) < 0,
@@ -141,9 +130,12 @@ class TestAppSettings : public QObject {
         // Shared items: a change through Item is the collection's.
         settings.Item(u"DBVersion"_s)->SetSettingValue(u"99"_s);
         QCOMPARE(settings.Item(u"dbversion"_s)->SettingValue().toString(), u"99"_s);
+
+        QVERIFY(deleted.DeleteItem());
+        QVERIFY(!deleted.CheckExists());
     }
 
-    void findWithAnOrderAndTwiceOnOneCollection() {
+    void findWithAnOrderTwiceAndOnNamesDifferingInCase() {
         Database d;
         cAppSettings settings(*d.t.ctx);
         QVERIFY(settings.Find(u"SettingType, SettingName desc"_s));
@@ -158,15 +150,10 @@ class TestAppSettings : public QObject {
         const int loaded = settings.Count();
         QCOMPARE(errorOf([&] { settings.Find(); }), err::KeyAlreadyInCollection);
         QCOMPARE(settings.Count(), loaded);
-    }
 
-    void namesDifferingOnlyInCaseFailTheLoad() {
-        Database d;
-        d.db.execute(
-            u"insert into Settings (SettingName, SettingType, SettingValue, "
-            "Deleted, LastModified) values ('MONITORTICKS', 'Number', '1', 0, null)"_s);
-        cAppSettings settings(*d.t.ctx);
-        QCOMPARE(errorOf([&] { settings.Find(); }), err::KeyAlreadyInCollection);
+        d.insertBare("MONITORTICKS");
+        cAppSettings clashing(*d.t.ctx);
+        QCOMPARE(errorOf([&] { clashing.Find(); }), err::KeyAlreadyInCollection);
     }
 
     void collectionPositionsAndRemoval() {

@@ -93,39 +93,39 @@ class TestSystemSettings : public QObject {
                  qPrintable(s.t.errors().reports.front()));
     }
 
-    void theTraceLineAndTheAutoStartRowItAloneNeeds() {
+    // The two times of day end the trace line, then whether scheduled hours are on.
+    void theTraceLine_data() {
+        QTest::addColumn<int>("stop");
+        QTest::addColumn<int>("start");
+        QTest::addColumn<QString>("end");
+        QTest::newRow("negative") << -5 << -90 << u",00:-05,-01:-30,True"_s;
+        QTest::newRow("a day and more") << 1440 << 1500 << u",24:00,01:00,True"_s;
+        QTest::newRow("the same time") << 75 << 75 << u",01:15,01:15,False"_s;
+    }
+    void theTraceLine() {
+        QFETCH(int, stop);
+        QFETCH(int, start);
+        QFETCH(QString, end);
         Loading s;
         s.t.ctx->traceOn = true;
-        s.db.setSetting(u"MonitorStopMinutes"_s, u"-5"_s);
-        s.db.setSetting(u"MonitorStartMinutes"_s, u"-90"_s);
+        s.db.setSetting(u"MonitorStopMinutes"_s, QString::number(stop));
+        s.db.setSetting(u"MonitorStartMinutes"_s, QString::number(start));
         QVERIFY(s.load());
-        QVERIFY2(s.t.errors().reports.last().endsWith(u",00:-05,-01:-30,True"_s),
+        QVERIFY2(s.t.errors().reports.last().endsWith(end),
                  qPrintable(s.t.errors().reports.last()));
+    }
 
+    // Only the trace reads it, after every value was applied.
+    void theAutoStartRowMattersOnlyToTheTrace() {
+        Loading s;
         s.db.deleteSetting(u"AutoStartMonitor"_s);
+        s.db.setSetting(u"MonitorStartMinutes"_s, u"360"_s);
+        QVERIFY(s.load());
+        s.t.ctx->traceOn = true;
         SystemSettings fresh;
         QVERIFY(!LoadSystemSettings(*s.t.ctx, fresh));
-        // The trace comes after every value was applied.
-        QCOMPARE(fresh.MonitorStartMinutes, -90);
-        QVERIFY(fresh.ScheduledHoursOn);
+        QCOMPARE(fresh.MonitorStartMinutes, 360);
         QVERIFY(s.t.errors().reports.last().startsWith(u"ERROR: "_s));
-        s.t.ctx->traceOn = false;
-        QVERIFY(s.load());
-    }
-
-    void minutesAsTimeOfDay_data() {
-        QTest::addColumn<int>("minutes");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("1440") << 1440 << "24:00";
-        QTest::newRow("1500") << 1500 << "01:00";
-        QTest::newRow("75") << 75 << "01:15";
-        QTest::newRow("1441") << 1441 << "00:01";
-        QTest::newRow("-600") << -600 << "-10:00";
-    }
-    void minutesAsTimeOfDay() {
-        QFETCH(int, minutes);
-        TestEnvironment t;
-        QTEST(MinutesToHHMM(*t.ctx, minutes), "text");
     }
 
     void refreshIsDueAtTheSecondMinuteChange() {

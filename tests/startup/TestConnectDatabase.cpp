@@ -18,15 +18,20 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+void writeDbIni(const QString& folder) {
+    QVERIFY(writeFile(folder + u"/db.ini"_s, "[Database]\nType = JET\nLocation = help.sqlite3\n"));
+}
+
 struct Script {
     long answer = 0;  // of every Connect
     std::function<void()> onConnect;
     bool wizardCancels = false;
     int wizardRuns = 0;
+    QString applicationFolder;
 };
 
-// Connect answers from the script, and the step ends right after a successful one: the tests
-// here are about the connection loop, not what follows it.
+// Connect answers from the script, and the step ends right after a successful one (no version
+// check can read): the tests here are about the connection loop, not what follows it.
 class ScriptedDatabase final : public StubDatabaseManager {
   public:
     explicit ScriptedDatabase(Script& script) : script_(script) {}
@@ -44,20 +49,18 @@ class ScriptedDatabase final : public StubDatabaseManager {
 // Writes db.ini into the application folder, like the real wizard, unless told to cancel.
 class ScriptedWizard final : public ConnectionWizard {
   public:
-    ScriptedWizard(Script& script, QString folder) : script_(script), folder_(std::move(folder)) {}
+    explicit ScriptedWizard(Script& script) : script_(script) {}
     void SetErrorManager(ErrorManager*) override {}
     void ShowDialog() override {
         ++script_.wizardRuns;
         if (!script_.wizardCancels) {
-            QVERIFY(writeFile(folder_ + u"/db.ini"_s,
-                              "[Database]\nType = JET\nLocation = wizard.sqlite3\n"));
+            writeDbIni(script_.applicationFolder);
         }
     }
     bool Cancelled() const override { return script_.wizardCancels; }
 
   private:
     Script& script_;
-    QString folder_;
 };
 
 struct Connecting : Script {
@@ -65,15 +68,9 @@ struct Connecting : Script {
     const QString appDbIni = t.env.applicationFolder + u"/db.ini"_s;
 
     Connecting() {
+        applicationFolder = t.env.applicationFolder;
         t.env.databaseManager = [this] { return std::make_unique<ScriptedDatabase>(*this); };
-        t.env.connectionWizard = [this] {
-            return std::make_unique<ScriptedWizard>(*this, t.env.applicationFolder);
-        };
-        t.ctx->sqlStringFormatter = nullptr;
-    }
-    static void writeDbIni(const QString& folder) {
-        QVERIFY(
-            writeFile(folder + u"/db.ini"_s, "[Database]\nType = JET\nLocation = help.sqlite3\n"));
+        t.env.connectionWizard = [this] { return std::make_unique<ScriptedWizard>(*this); };
     }
     bool connect() {
         SystemSettings settings;
@@ -109,7 +106,7 @@ class TestConnectDatabase : public QObject {
         QFETCH(long, answer);
         QFETCH(QString, text);
         Connecting c;
-        Connecting::writeDbIni(c.t.env.applicationFolder);
+        writeDbIni(c.t.env.applicationFolder);
         c.answer = answer;
         if (answer < 0) {
             c.t.env.databaseManager = nullptr;
@@ -175,7 +172,7 @@ class TestConnectDatabase : public QObject {
         QString target = instance.filePath(u"missing"_s);
         if (deleting) {
             target = instance.path();
-            Connecting::writeDbIni(target);
+            writeDbIni(target);
             c.t.boxes.queue(MessageAnswer::Yes);
             // Between the test for the file and its deletion, a folder takes its place.
             c.onConnect = [&] {

@@ -3,6 +3,7 @@
 #include "components/BuiltInStringTable.h"
 #include "components/QtSqlDatabaseManager.h"
 #include "components/SqlLiteralFormatters.h"
+#include "components/StoreLocalFolder.h"
 #include "components/ui/DatabaseTermTranslator.h"
 #include "settings/SystemSettings.h"
 #include "startup/Driver.h"
@@ -32,16 +33,6 @@ class ClockedSplash final : public Splash {
     std::int64_t& closedAt_;
 };
 
-class FixedFolder final : public LocalFolder {
-  public:
-    explicit FixedFolder(QString folder) : folder_(std::move(folder)) {}
-    void SetRegistryPath(const QString&) override {}
-    QString GetLocalFolder() override { return folder_; }
-
-  private:
-    QString folder_;
-};
-
 // The entry procedure on a test environment with the real components, on a help-desk
 // database of its own; the error manager's record outlives the run.
 struct Start {
@@ -55,7 +46,10 @@ struct Start {
         t.env.sqlValueFormatter = [] { return std::make_unique<SqlLiteralValueFormatter>(); };
         t.env.termTranslator = [] { return std::make_unique<DatabaseTermTranslator>(); };
         t.env.splash = [this] { return std::make_unique<ClockedSplash>(t.clock, splashClosedAt); };
-        t.env.localFolder = [this] { return std::make_unique<FixedFolder>(t.folder.path()); };
+        qputenv("XDG_DATA_HOME", QFile::encodeName(t.folder.path()));
+        t.env.localFolder = [this] {
+            return std::make_unique<StoreLocalFolder>(t.env.registryStore);
+        };
         t.env.errorManager = [this] {
             auto made = std::make_unique<RecordingErrorManager>();
             errors = made.get();
@@ -96,7 +90,7 @@ class TestMain : public QObject {
         QCOMPARE(s.t.ctx->coreWindowCaption, u"Help Desk Monitor Timer"_s);
         QVERIFY(s.errors->StartupComplete());
         QVERIFY(s.errors->Enabled());
-        QCOMPARE(s.errors->LogFile(), s.t.folder.path() + u"/monitorlog.txt"_s);
+        QCOMPARE(s.errors->LogFile(), s.t.folder.path() + u"/halvex/help-desk/monitorlog.txt"_s);
         QCOMPARE(s.t.control("MonitorTicks"), u"60"_s);
     }
 
