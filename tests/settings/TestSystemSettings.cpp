@@ -170,31 +170,29 @@ class TestSystemSettings : public QObject {
             u"TRACE: Database connection failed when refreshing the System Settings."_s));
     }
 
+    // Times of day, each at 45 seconds past the minute.
     void scheduledHours_data() {
         QTest::addColumn<int>("stop");
         QTest::addColumn<int>("start");
-        QTest::addColumn<QTime>("now");
-        QTest::addColumn<bool>("outside");
-        const QList<std::tuple<int, int, QTime, bool>> rows{
-            {1320, 360, QTime(22, 1), true},  {1320, 360, QTime(6, 0), true},
-            {1320, 360, QTime(22, 0), false}, {1320, 360, QTime(6, 1), false},
-            {60, 300, QTime(1, 0), true},     {60, 300, QTime(4, 59), true},
-            {60, 300, QTime(0, 59), false},   {60, 300, QTime(5, 0), false},
-            {480, 480, QTime(8, 0), false},
-        };
-        for (const auto& [stop, start, now, outside] : rows) {
-            QTest::addRow("stop %d start %d at %s", stop, start,
-                          qPrintable(now.toString(u"HH:mm"_s)))
-                << stop << start << now << outside;
-        }
+        QTest::addColumn<QStringList>("outside");
+        QTest::addColumn<QStringList>("inside");
+        QTest::newRow("stop 22:00, start 06:00")
+            << 1320 << 360 << QStringList{"22:01", "06:00"} << QStringList{"22:00", "06:01"};
+        QTest::newRow("stop 01:00, start 05:00")
+            << 60 << 300 << QStringList{"01:00", "04:59"} << QStringList{"00:59", "05:00"};
+        QTest::newRow("the same time") << 480 << 480 << QStringList() << QStringList{"08:00"};
     }
     void scheduledHours() {
         QFETCH(int, stop);
         QFETCH(int, start);
-        QFETCH(QTime, now);
+        QFETCH(QStringList, outside);
+        QFETCH(QStringList, inside);
         TestEnvironment t;
-        t.clock.set(QTime(now.hour(), now.minute(), 45));
-        QTEST(IsOutsideScheduledHours(*t.ctx, stop, start), "outside");
+        for (const QString& time : outside + inside) {
+            t.clock.set(QTime::fromString(time + u":45"_s));
+            QVERIFY2(IsOutsideScheduledHours(*t.ctx, stop, start) == outside.contains(time),
+                     qPrintable(time));
+        }
     }
 };
 
