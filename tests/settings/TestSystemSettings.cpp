@@ -94,6 +94,8 @@ class TestSystemSettings : public QObject {
         QTest::addColumn<QString>("end");
         QTest::newRow("negative") << -5 << -90 << u",00:-05,-01:-30,True"_s;
         QTest::newRow("a day and more") << 1440 << 1500 << u",24:00,01:00,True"_s;
+        QTest::newRow("whole hours back, a minute past a day")
+            << -600 << 1441 << u",-10:00,00:01,True"_s;
         QTest::newRow("the same time") << 75 << 75 << u",01:15,01:15,False"_s;
     }
     void theTraceLine() {
