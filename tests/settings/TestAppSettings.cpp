@@ -7,12 +7,31 @@
 
 using namespace hvx;
 using namespace hvx::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-DateValue at(int hour, int minute, int second) {
-    return DateValue::fromParts({2026, 11, 23}, {hour, minute, second});
-}
+// A help-desk database of the test's own.
+struct Database {
+    TestEnvironment t;
+    HelpDeskFixture db{t};
+
+    cAppSetting named(const QString& name) {
+        cAppSetting setting(*t.ctx);
+        setting.SetSettingName(name);
+        return setting;
+    }
+    QVariant column(const char* column, const char* name) {
+        return db.scalar(u"select %1 from Settings where SettingName = '%2'"_s.arg(
+            QLatin1String(column), QLatin1String(name)));
+    }
+    // A live row whose other columns are null.
+    void insertBare(const char* name) {
+        db.execute(
+            u"insert into Settings (SettingName, SettingType, SettingValue, Deleted, "
+            "LastModified) values ('%1', null, null, 0, null)"_s.arg(QLatin1String(name)));
+    }
+};
 
 }  // namespace
 
@@ -21,182 +40,132 @@ class TestAppSettings : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
-    void fetchOfAMissingNameChangesNothing() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        cAppSetting setting(*t.ctx);
-        setting.SetSettingName(QStringLiteral("NoSuchSetting"));
-        setting.SetSettingType(QStringLiteral("kept"));
-        setting.SetSettingValue(QStringLiteral("value"));
+    void fetchLeavesAMissingNameAloneAndReadsNullsAsEmpty() {
+        Database d;
+        cAppSetting setting = d.named(u"NoSuchSetting"_s);
+        setting.SetSettingType(u"kept"_s);
+        setting.SetSettingValue(u"value"_s);
         setting.SetDeleted(true);
-        setting.SetLastModified(at(9, 0, 0));
+        setting.SetLastModified(d.t.clock.now());
         QVERIFY(!setting.Fetch());
-        QCOMPARE(setting.SettingType(), QStringLiteral("kept"));
-        QCOMPARE(setting.SettingValue().toString(), QStringLiteral("value"));
+        QCOMPARE(setting.SettingType(), u"kept"_s);
+        QCOMPARE(setting.SettingValue().toString(), u"value"_s);
         QVERIFY(setting.Deleted());
-        QCOMPARE(setting.LastModified(), at(9, 0, 0));
-        QCOMPARE(t.ctx->procedureCode, 11019);
-    }
+        QCOMPARE(setting.LastModified(), d.t.clock.now());
 
-    void nullsReadAsEmptyAndAsTheZeroDate() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        db.execute(
-            QStringLiteral("insert into Settings (SettingName, SettingType, SettingValue, "
-                           "Deleted, LastModified) values ('Bare', null, null, 0, null)"));
-        cAppSetting setting(*t.ctx);
-        setting.SetSettingName(QStringLiteral("Bare"));
+        d.insertBare("Bare");
+        setting.SetSettingName(u"Bare"_s);
         QVERIFY(setting.Fetch());
         QCOMPARE(setting.SettingType(), QString());
         QVERIFY(setting.SettingValue().toString().isEmpty());
         QVERIFY(setting.LastModified().isZero());
         // The zero stamp matches no row, so the update reports the conflict.
-        setting.SetSettingValue(QStringLiteral("new"));
         QVERIFY(!setting.UpdateItem());
-        QCOMPARE(t.errors().reports.size(), 1);
+        QCOMPARE(d.t.errors().reports.size(), 1);
     }
 
     void sameObjectUpdatesTwiceAndStampsCompareEqual() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        cAppSetting setting(*t.ctx);
-        setting.SetSettingName(QStringLiteral("Colour"));
-        setting.SetSettingType(QStringLiteral("Text"));
-        setting.SetSettingValue(QStringLiteral("red"));
+        Database d;
+        cAppSetting setting = d.named(u"Colour"_s);
+        setting.SetSettingValue(u"red"_s);
         setting.SetDeleted(true);
         QVERIFY(setting.InsertItem());
-        QCOMPARE(setting.LastModified(), t.clock.now());
-        QCOMPARE(
-            db.scalar(QStringLiteral("select Deleted from Settings where SettingName = 'Colour'"))
-                .toInt(),
-            0);
-        t.clock.advanceSeconds(1);
-        setting.SetSettingValue(QStringLiteral("green"));
-        QVERIFY(setting.UpdateItem());
-        t.clock.advanceSeconds(1);
-        setting.SetSettingValue(QStringLiteral("blue"));
-        QVERIFY(setting.UpdateItem());
-        QVERIFY(t.errors().reports.isEmpty());
+        QCOMPARE(setting.LastModified(), d.t.clock.now());
+        QCOMPARE(d.column("Deleted", "Colour").toInt(), 0);
+        for (const char* colour : {"green", "blue"}) {
+            d.t.clock.advanceSeconds(1);
+            setting.SetSettingValue(QString::fromLatin1(colour));
+            QVERIFY(setting.UpdateItem());
+        }
+        QVERIFY(d.t.errors().reports.isEmpty());
 
-        cAppSetting again(*t.ctx);
-        again.SetSettingName(QStringLiteral("Colour"));
+        cAppSetting again = d.named(u"Colour"_s);
         QVERIFY(again.Fetch());
-        QCOMPARE(again.SettingValue().toString(), QStringLiteral("blue"));
+        QCOMPARE(again.SettingValue().toString(), u"blue"_s);
         QCOMPARE(again.LastModified(), setting.LastModified());
         QVERIFY(!again.Deleted());
     }
 
     void theSecondOfTwoWritersConflicts() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        cAppSetting first(*t.ctx);
-        cAppSetting second(*t.ctx);
-        first.SetSettingName(QStringLiteral("MonitorTicks"));
-        second.SetSettingName(QStringLiteral("MonitorTicks"));
+        Database d;
+        cAppSetting first = d.named(u"MonitorTicks"_s);
+        cAppSetting second = first;
         QVERIFY(first.Fetch());
         QVERIFY(second.Fetch());
-        t.clock.advanceSeconds(5);
-        first.SetSettingValue(QStringLiteral("30"));
+        d.t.clock.advanceSeconds(5);
+        first.SetSettingValue(u"30"_s);
         QVERIFY(first.UpdateItem());
         const DateValue stampBefore = second.LastModified();
-        second.SetSettingValue(QStringLiteral("90"));
+        second.SetSettingValue(u"90"_s);
         QVERIFY(!second.UpdateItem());
         QCOMPARE(second.LastModified(), stampBefore);
-        QCOMPARE(t.errors().reports,
-                 QStringList{QStringLiteral("ERROR: The MonitorTicks setting change to 90 wasn't "
-                                            "saved. It was probably modified by another user or "
-                                            "process since you selected it.")});
-        QCOMPARE(db.scalar(QStringLiteral("select SettingValue from Settings where SettingName = "
-                                          "'MonitorTicks'"))
-                     .toString(),
-                 QStringLiteral("30"));
+        QCOMPARE(d.t.errors().reports,
+                 QStringList{u"ERROR: The MonitorTicks setting change to 90 wasn't saved. It was "
+                             "probably modified by another user or process since you selected "
+                             "it."_s});
+        QCOMPARE(d.column("SettingValue", "MonitorTicks").toString(), u"30"_s);
     }
 
-    void existsIgnoresDeletedAndDeleteRemoves() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        db.execute(QStringLiteral("update Settings set Deleted = 1 where SettingName = 'UseSLA'"));
-        cAppSetting setting(*t.ctx);
-        setting.SetSettingName(QStringLiteral("UseSLA"));
-        QVERIFY(setting.CheckExists());
-        QVERIFY(setting.DeleteItem());
-        QVERIFY(!setting.CheckExists());
-        setting.SetSettingValue(QStringLiteral("1"));
-        QVERIFY(!setting.UpdateItem());
-    }
-
+    // A deleted row exists for CheckExists, but Find leaves it out.
     void findLoadsLiveRowsInOrder() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        db.execute(QStringLiteral("update Settings set Deleted = 1 where SettingName = 'UseSLA'"));
-        db.execute(QStringLiteral(
-            "update Settings set SettingValue = null where SettingName = 'MonitorTicks'"));
-        const auto total =
-            db.scalar(QStringLiteral("select count(*) from Settings where Deleted = 0")).toInt();
+        Database d;
+        d.db.execute(u"update Settings set Deleted = 1 where SettingName = 'UseSLA'"_s);
+        d.db.setSettingNull(u"MonitorTicks"_s);
+        cAppSetting deleted = d.named(u"UseSLA"_s);
+        QVERIFY(deleted.CheckExists());
 
-        cAppSettings settings(*t.ctx);
+        cAppSettings settings(*d.t.ctx);
         QVERIFY(settings.Find());
-        QCOMPARE(settings.Count(), total);
+        QCOMPARE(settings.Count(),
+                 d.db.scalar(u"select count(*) from Settings where Deleted = 0"_s).toInt());
         QString previous;
         for (const auto& item : settings) {
             QVERIFY2(previous.compare(item->SettingName(), Qt::CaseInsensitive) < 0,
                      qPrintable(item->SettingName()));
             previous = item->SettingName();
         }
-        QCOMPARE(settings.Item(QStringLiteral("MONITORTICKS"))->SettingName(),
-                 QStringLiteral("MonitorTicks"));
-        QVERIFY(settings.Item(QStringLiteral("monitorticks"))->SettingValue().toString().isEmpty());
-        QCOMPARE(settings.Item(1)->SettingName(), settings.begin()->get()->SettingName());
-        QCOMPARE(errorOf([&] { settings.Item(QStringLiteral("UseSLA")); }), err::InvalidArgument);
+        QCOMPARE(settings.Item(u"MONITORTICKS"_s)->SettingName(), u"MonitorTicks"_s);
+        QVERIFY(settings.Item(u"monitorticks"_s)->SettingValue().toString().isEmpty());
+        QCOMPARE(errorOf([&] { settings.Item(u"UseSLA"_s); }), err::InvalidArgument);
         // Shared items: a change through Item is the collection's.
-        settings.Item(QStringLiteral("DBVersion"))->SetSettingValue(QStringLiteral("99"));
-        QCOMPARE(settings.Item(QStringLiteral("dbversion"))->SettingValue().toString(),
-                 QStringLiteral("99"));
+        settings.Item(u"DBVersion"_s)->SetSettingValue(u"99"_s);
+        QCOMPARE(settings.Item(u"dbversion"_s)->SettingValue().toString(), u"99"_s);
+
+        QVERIFY(deleted.DeleteItem());
+        QVERIFY(!deleted.CheckExists());
     }
 
-    void findWithAnOrderAndTwiceOnOneCollection() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        cAppSettings settings(*t.ctx);
-        QVERIFY(settings.Find(QStringLiteral("SettingType, SettingName desc")));
+    void findWithAnOrderTwiceAndOnNamesDifferingInCase() {
+        Database d;
+        cAppSettings settings(*d.t.ctx);
+        QVERIFY(settings.Find(u"SettingType, SettingName desc"_s));
         QString previousType;
         QString previousName;
         for (const auto& item : settings) {
             const int byType = previousType.compare(item->SettingType());
-            QVERIFY(byType <= 0);
-            if (byType == 0) {
-                QVERIFY(previousName.compare(item->SettingName()) > 0);
-            }
+            QVERIFY(byType < 0 || (byType == 0 && previousName.compare(item->SettingName()) > 0));
             previousType = item->SettingType();
             previousName = item->SettingName();
         }
         const int loaded = settings.Count();
         QCOMPARE(errorOf([&] { settings.Find(); }), err::KeyAlreadyInCollection);
         QCOMPARE(settings.Count(), loaded);
-    }
 
-    void namesDifferingOnlyInCaseFailTheLoad() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        db.execute(QStringLiteral(
-            "insert into Settings (SettingName, SettingType, SettingValue, "
-            "Deleted, LastModified) values ('MONITORTICKS', 'Number', '1', 0, null)"));
-        cAppSettings settings(*t.ctx);
-        QCOMPARE(errorOf([&] { settings.Find(); }), err::KeyAlreadyInCollection);
+        d.insertBare("MONITORTICKS");
+        cAppSettings clashing(*d.t.ctx);
+        QCOMPARE(errorOf([&] { clashing.Find(); }), err::KeyAlreadyInCollection);
     }
 
     void collectionPositionsAndRemoval() {
         TestEnvironment t;
         cAppSettings settings(*t.ctx);
-        settings.Add(QStringLiteral("B"), {}, QStringLiteral("2"), false, {});
-        settings.Add(QStringLiteral("A"), {}, QStringLiteral("1"), false, {});
-        QCOMPARE(settings.Item(2)->SettingName(), QStringLiteral("A"));
-        settings.Remove(QStringLiteral("b"));
-        QCOMPARE(settings.Count(), 1);
-        QCOMPARE(settings.Item(1)->SettingName(), QStringLiteral("A"));
+        settings.Add(u"B"_s, {}, u"2"_s, false, {});
+        settings.Add(u"A"_s, {}, u"1"_s, false, {});
+        QCOMPARE(settings.Item(2)->SettingName(), u"A"_s);
+        settings.Remove(u"b"_s);
+        QCOMPARE(settings.Item(1)->SettingName(), u"A"_s);
         QVERIFY_THROWS_EXCEPTION(RuntimeError, settings.Item(2));
-        QVERIFY_THROWS_EXCEPTION(RuntimeError, settings.Remove(QStringLiteral("B")));
-        settings.Add(QStringLiteral("b"), {}, {}, false, {});
+        QVERIFY_THROWS_EXCEPTION(RuntimeError, settings.Remove(u"B"_s));
     }
 };
 

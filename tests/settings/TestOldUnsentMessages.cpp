@@ -6,11 +6,12 @@
 
 using namespace hvx;
 using namespace hvx::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-// Answers like an operator would: the choice, the days and whether Cancel was pressed.
-struct DialogScript {
+// Answers like an operator would, and notes how it was asked.
+struct Operator {
     int choice = DeleteOldMessagesDialog::kNoChoice;
     int days = 0;
     bool cancelled = false;
@@ -20,22 +21,35 @@ struct DialogScript {
 
 class ScriptedDeleteOldMessages final : public DeleteOldMessagesDialog {
   public:
-    ScriptedDeleteOldMessages(DialogScript& script, const FakeUserInterface& ui)
-        : script_(script), ui_(ui) {}
+    ScriptedDeleteOldMessages(Operator& op, const FakeUserInterface& ui) : op_(op), ui_(ui) {}
     void SetOldUnsentCount(int count) override { count_ = count; }
     void Show() override {
-        script_.shownWithCount = count_;
-        script_.busyWhileShown = ui_.cursorWaiting;
+        op_.shownWithCount = count_;
+        op_.busyWhileShown = ui_.cursorWaiting;
     }
-    int UserChoice() const override { return script_.choice; }
-    int DaysToDelete() const override { return script_.days; }
-    bool Cancelled() const override { return script_.cancelled; }
+    int UserChoice() const override { return op_.choice; }
+    int DaysToDelete() const override { return op_.days; }
+    bool Cancelled() const override { return op_.cancelled; }
 
   private:
-    DialogScript& script_;
+    Operator& op_;
     const FakeUserInterface& ui_;
     int count_ = 0;
 };
+
+// `count` unsent messages `ageDays` old, and one sent message of the same age.
+void addMessages(TestEnvironment& t, HelpDeskFixture& db, int count, int ageDays) {
+    const QString stamp =
+        t.ctx->sqlValueFormatter->FormatDate(t.clock.now().addSeconds(-ageDays * 86400LL));
+    for (int i = 0; i < count; ++i) {
+        db.execute(
+            u"insert into Messages (Recipient, Subject, Sent, LastModified) "
+            "values ('ops@example.com', 'old', null, %1)"_s.arg(stamp));
+    }
+    db.execute(
+        u"insert into Messages (Recipient, Subject, Sent, LastModified) "
+        "values ('ops@example.com', 'sent', %1, %1)"_s.arg(stamp));
+}
 
 }  // namespace
 
@@ -43,102 +57,62 @@ class ScriptedDeleteOldMessages final : public DeleteOldMessagesDialog {
 class TestOldUnsentMessages : public QObject {
     Q_OBJECT
 
-    DialogScript script_;
-
-    void wire(TestEnvironment& t) {
-        script_ = {};
-        t.env.deleteOldMessagesDialog = [this, &t] {
-            return std::make_unique<ScriptedDeleteOldMessages>(script_, t.userInterface);
-        };
-    }
-
-    // `count` unsent messages `ageDays` old, and one sent message of the same age.
-    static void addMessages(TestEnvironment& t, HelpDeskFixture& db, int count, int ageDays) {
-        const QString stamp =
-            t.ctx->sqlValueFormatter->FormatDate(t.clock.now().addSeconds(-ageDays * 86400LL));
-        for (int i = 0; i < count; ++i) {
-            db.execute(QStringLiteral(
-                           "insert into Messages (Recipient, Subject, Sent, LastModified) values "
-                           "('ops@example.com', 'old', null, %1)")
-                           .arg(stamp));
-        }
-        db.execute(
-            QStringLiteral("insert into Messages (Recipient, Subject, Sent, LastModified) values "
-                           "('ops@example.com', 'sent', %1, %1)")
-                .arg(stamp));
-    }
-
-    static int unsent(HelpDeskFixture& db) {
-        return db.scalar(QStringLiteral("select count(*) from Messages where Sent is null"))
-            .toInt();
-    }
-
   private Q_SLOTS:
-    void noDialog_data() {
-        QTest::addColumn<bool>("sending");
-        QTest::addColumn<int>("ageDays");
-        QTest::addColumn<QStringList>("traces");
-        QTest::newRow("sending is off, old messages") << false << 30 << QStringList();
-        QTest::newRow("no message over a week old")
-            << true << 6
-            << QStringList{QStringLiteral("TRACE: There are no unsent messages over 1 week old")};
-    }
-    void noDialog() {
-        QFETCH(bool, sending);
-        QFETCH(int, ageDays);
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        wire(t);
-        t.ctx->traceOn = true;
-        addMessages(t, db, 4, ageDays);
-        QCOMPARE(CheckOldUnsentMessages(*t.ctx, sending), oldMessages::kNothingToAsk);
-        QCOMPARE(script_.shownWithCount, -1);
-        QTEST(t.errors().reports, "traces");
-        QCOMPARE(unsent(db), 4);
-    }
-
+    // 12 unsent messages `oldest` days old, 5 unsent messages 3 days old, 2 sent ones.
     void theOperatorDecides_data() {
+        QTest::addColumn<bool>("sending");
+        QTest::addColumn<int>("oldest");
         QTest::addColumn<int>("choice");
         QTest::addColumn<int>("days");
         QTest::addColumn<bool>("cancelled");
         QTest::addColumn<int>("result");
         QTest::addColumn<int>("unsentLeft");
-        // 12 messages 40 days old, 5 messages 3 days old.
-        QTest::newRow("keep") << 1 << 0 << false << 1 << 17;
-        QTest::newRow("closed without a choice") << 0 << 0 << false << 1 << 17;
-        QTest::newRow("delete all, young ones too") << 2 << 0 << false << 1 << 0;
-        QTest::newRow("older than 30 days") << 3 << 30 << false << 1 << 5;
-        QTest::newRow("older than 50 days") << 3 << 50 << false << 1 << 17;
-        QTest::newRow("cancel") << 2 << 0 << true << 2 << 17;
+        QTest::addColumn<QString>("trace");
+        const int none = oldMessages::kNothingToAsk;
+        const QString twelve = u"TRACE: There are 12 unsent messages over 1 week old"_s;
+        QTest::newRow("sending is off")
+            << false << 40 << 2 << 0 << false << none << 17 << QString();
+        QTest::newRow("no message over a week old")
+            << true << 6 << 2 << 0 << false << none << 17
+            << u"TRACE: There are no unsent messages over 1 week old"_s;
+        QTest::newRow("keep") << true << 40 << 1 << 0 << false << 1 << 17 << twelve;
+        QTest::newRow("closed without a choice")
+            << true << 40 << 0 << 0 << false << 1 << 17 << twelve;
+        QTest::newRow("delete all, young ones too")
+            << true << 40 << 2 << 0 << false << 1 << 0 << twelve;
+        QTest::newRow("older than 30 days") << true << 40 << 3 << 30 << false << 1 << 5 << twelve;
+        QTest::newRow("older than 50 days") << true << 40 << 3 << 50 << false << 1 << 17 << twelve;
+        QTest::newRow("cancel") << true << 40 << 2 << 0 << true << 2 << 17 << twelve;
     }
     void theOperatorDecides() {
+        QFETCH(bool, sending);
+        QFETCH(int, oldest);
         QFETCH(int, choice);
         QFETCH(int, days);
         QFETCH(bool, cancelled);
+        QFETCH(int, result);
+        Operator op{.choice = choice, .days = days, .cancelled = cancelled};
         TestEnvironment t;
         HelpDeskFixture db(t);
-        wire(t);
+        t.env.deleteOldMessagesDialog = [&] {
+            return std::make_unique<ScriptedDeleteOldMessages>(op, t.userInterface);
+        };
         t.ctx->traceOn = true;
-        addMessages(t, db, 12, 40);
+        addMessages(t, db, 12, oldest);
         addMessages(t, db, 5, 3);
-        script_.choice = choice;
-        script_.days = days;
-        script_.cancelled = cancelled;
-        QTEST(CheckOldUnsentMessages(*t.ctx, true), "result");
-        QCOMPARE(script_.shownWithCount, 12);
-        QVERIFY(script_.busyWhileShown);
+        QCOMPARE(CheckOldUnsentMessages(*t.ctx, sending), result);
+        const bool asked = result != oldMessages::kNothingToAsk;
+        QCOMPARE(op.shownWithCount, asked ? 12 : -1);
+        QCOMPARE(op.busyWhileShown, asked);
         QVERIFY(!t.userInterface.cursorWaiting);
-        QVERIFY(t.errors().reports.contains(
-            QStringLiteral("TRACE: There are 12 unsent messages over 1 week old")));
-        QTEST(unsent(db), "unsentLeft");
-        QCOMPARE(db.scalar(QStringLiteral("select count(*) from Messages where Sent is not null"))
-                     .toInt(),
-                 2);
-        if (choice >= 2 && !cancelled) {
-            QCOMPARE(t.boxes.shown().size(), 1u);
-            QVERIFY(t.boxes.shown().front().text.startsWith(QStringLiteral("Deleted all")));
-        } else {
-            QVERIFY(t.boxes.shown().empty());
+        QTEST(t.errors().reports.value(0), "trace");
+        QTEST(db.scalar(u"select count(*) from Messages where Sent is null"_s).toInt(),
+              "unsentLeft");
+        QCOMPARE(db.scalar(u"select count(*) from Messages where Sent is not null"_s).toInt(), 2);
+        const bool deleted = asked && choice >= 2 && !cancelled;
+        QCOMPARE(t.boxes.texts().size(), deleted ? 1 : 0);
+        if (deleted) {
+            QVERIFY(t.boxes.texts().front().startsWith(u"Deleted all"_s));
         }
     }
 };

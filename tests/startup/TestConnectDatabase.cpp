@@ -10,57 +10,73 @@
 #include <QFile>
 #include <QTest>
 
-#include <deque>
 #include <functional>
 
 using namespace hvx;
 using namespace hvx::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-// A database manager that answers Connect from a script and stops there: the tests here are
-// about the connection loop, not what follows it.
+void writeDbIni(const QString& folder) {
+    QVERIFY(writeFile(folder + u"/db.ini"_s, "[Database]\nType = JET\nLocation = help.sqlite3\n"));
+}
+
+struct Script {
+    long answer = 0;  // of every Connect
+    std::function<void()> onConnect;
+    bool wizardCancels = false;
+    int wizardRuns = 0;
+    QString applicationFolder;
+};
+
+// Connect answers from the script, and the step ends right after a successful one (no version
+// check can read): the tests here are about the connection loop, not what follows it.
 class ScriptedDatabase final : public StubDatabaseManager {
   public:
-    ScriptedDatabase(std::deque<long>& answers, const std::function<void()>& onConnect)
-        : answers_(answers), onConnect_(onConnect) {}
-    // The version check fails here (no recordset), ending the connection step after a
-    // successful Connect.
+    explicit ScriptedDatabase(Script& script) : script_(script) {}
     long Connect(const QString&, bool, const QVariant&) override {
-        if (onConnect_) {
-            onConnect_();
+        if (script_.onConnect) {
+            script_.onConnect();
         }
-        const long answer = answers_.empty() ? 0 : answers_.front();
-        if (!answers_.empty()) {
-            answers_.pop_front();
-        }
-        return answer;
+        return script_.answer;
     }
 
   private:
-    std::deque<long>& answers_;
-    const std::function<void()>& onConnect_;
+    Script& script_;
 };
 
 // Writes db.ini into the application folder, like the real wizard, unless told to cancel.
 class ScriptedWizard final : public ConnectionWizard {
   public:
-    ScriptedWizard(QString folder, bool cancel, int& runs)
-        : folder_(std::move(folder)), cancel_(cancel), runs_(runs) {}
+    explicit ScriptedWizard(Script& script) : script_(script) {}
     void SetErrorManager(ErrorManager*) override {}
     void ShowDialog() override {
-        ++runs_;
-        if (!cancel_) {
-            QVERIFY(writeFile(folder_ + QStringLiteral("/db.ini"),
-                              "[Database]\nType = JET\nLocation = wizard.sqlite3\n"));
+        ++script_.wizardRuns;
+        if (!script_.wizardCancels) {
+            writeDbIni(script_.applicationFolder);
         }
     }
-    bool Cancelled() const override { return cancel_; }
+    bool Cancelled() const override { return script_.wizardCancels; }
 
   private:
-    QString folder_;
-    bool cancel_;
-    int& runs_;
+    Script& script_;
+};
+
+struct Connecting : Script {
+    TestEnvironment t;
+    const QString appDbIni = t.env.applicationFolder + u"/db.ini"_s;
+
+    Connecting() {
+        applicationFolder = t.env.applicationFolder;
+        t.env.databaseManager = [this] { return std::make_unique<ScriptedDatabase>(*this); };
+        t.env.connectionWizard = [this] { return std::make_unique<ScriptedWizard>(*this); };
+    }
+    bool connect() {
+        SystemSettings settings;
+        LoginStatus status = LoginStatus::Refused;
+        return ConnectDatabase(*t.ctx, settings, status);
+    }
 };
 
 }  // namespace
@@ -68,96 +84,75 @@ class ScriptedWizard final : public ConnectionWizard {
 class TestConnectDatabase : public QObject {
     Q_OBJECT
 
-    std::deque<long> answers_;
-    std::function<void()> onConnect_;
-    int wizardRuns_ = 0;
-
-    void wire(TestEnvironment& t, bool wizardCancels = false) {
-        answers_.clear();
-        onConnect_ = nullptr;
-        wizardRuns_ = 0;
-        t.env.databaseManager = [this] {
-            return std::make_unique<ScriptedDatabase>(answers_, onConnect_);
-        };
-        t.env.connectionWizard = [this, &t, wizardCancels] {
-            return std::make_unique<ScriptedWizard>(t.env.applicationFolder, wizardCancels,
-                                                    wizardRuns_);
-        };
-        t.ctx->sqlStringFormatter = nullptr;
-    }
-
-    static void writeDbIni(const QString& folder) {
-        QVERIFY(writeFile(folder + QStringLiteral("/db.ini"),
-                          "[Database]\nType = JET\nLocation = help.sqlite3\n"));
-    }
-
-    static bool connect(TestEnvironment& t) {
-        SystemSettings settings;
-        LoginStatus status = LoginStatus::Refused;
-        return ConnectDatabase(*t.ctx, settings, status);
-    }
-
   private Q_SLOTS:
-    void notConfiguredNeverOffersTheWizard() {
-        TestEnvironment t;
-        wire(t);
-        writeDbIni(t.env.applicationFolder);
-        answers_ = {1};
-        QVERIFY(!connect(t));
-        QCOMPARE(t.boxes.texts(),
-                 QStringList{QStringLiteral("The database has not been configured.  Run the main "
-                                            "Help Desk application first.")});
-        QCOMPARE(t.boxes.shown().front().title, std::optional<QString>(t.ctx->applicationTitle));
-        QCOMPARE(wizardRuns_, 0);
+    // Only a failed connection offers the wizard; No to it ends the start. Answer -1: no
+    // database manager can be made.
+    void theStartEndsWithoutTheWizard_data() {
+        QTest::addColumn<long>("answer");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("not configured") << 1L
+                                        << "The database has not been configured.  Run the main "
+                                           "Help Desk application first.";
+        QTest::newRow("no connection, and No to the wizard")
+            << 0L
+            << "Do you want to run the Database Connection Wizard to change the database "
+               "connection information?";
+        QTest::newRow("no database manager")
+            << -1L
+            << "Unable to create the Database Manager component.  Please use Control Panel to "
+               "remove and reinstall TITLE.";
     }
-
-    void aFailedConnectionOffersTheWizard() {
-        TestEnvironment t;
-        wire(t);
-        writeDbIni(t.env.applicationFolder);
-        answers_ = {0};
-        t.boxes.queue(MessageAnswer::No);
-        QVERIFY(!connect(t));
-        const auto& question = t.boxes.shown().front();
-        QCOMPARE(question.text, QStringLiteral("Do you want to run the Database Connection Wizard "
-                                               "to change the database connection information?"));
-        QVERIFY(!question.title.has_value());
-        QCOMPARE(question.buttons, MessageButtons::YesNo);
-        QCOMPARE(question.defaultButton, 2);
-        QVERIFY(QFile::exists(t.env.applicationFolder + QStringLiteral("/db.ini")));
-        QCOMPARE(wizardRuns_, 0);
+    void theStartEndsWithoutTheWizard() {
+        QFETCH(long, answer);
+        QFETCH(QString, text);
+        Connecting c;
+        writeDbIni(c.t.env.applicationFolder);
+        c.answer = answer;
+        if (answer < 0) {
+            c.t.env.databaseManager = nullptr;
+        }
+        c.t.boxes.queue(MessageAnswer::No);
+        QVERIFY(!c.connect());
+        QCOMPARE(c.t.boxes.texts(), QStringList{text.replace("TITLE", c.t.ctx->applicationTitle)});
+        const auto& box = c.t.boxes.shown().front();
+        if (answer == 0) {
+            QVERIFY(!box.title.has_value());
+            QCOMPARE(box.buttons, MessageButtons::YesNo);
+            QCOMPARE(box.defaultButton, 2);
+        } else {
+            QCOMPARE(box.title, std::optional<QString>(c.t.ctx->applicationTitle));
+        }
+        QVERIFY(QFile::exists(c.appDbIni));
+        QCOMPARE(c.wizardRuns, 0);
     }
 
     void noDbIniRunsTheWizardFirst() {
-        TestEnvironment t;
-        wire(t, true);
-        QVERIFY(!connect(t));
-        QCOMPARE(wizardRuns_, 1);
-        QVERIFY(t.boxes.shown().empty());
-        QVERIFY(t.errors().reports.isEmpty());
+        Connecting c;
+        c.wizardCancels = true;
+        QVERIFY(!c.connect());
+        QCOMPARE(c.wizardRuns, 1);
+        QVERIFY(c.t.boxes.shown().empty());
+        QVERIFY(c.t.errors().reports.isEmpty());
     }
 
-    void instanceFolderGetsTheWizardsDbIni() {
-        TestEnvironment t;
-        wire(t);
+    // The wizard writes db.ini beside the program; it moves into the instance's folder unless
+    // that is the program's own, its name compared without regard to case.
+    void theWizardsDbIniGoesToTheInstance_data() {
+        QTest::addColumn<bool>("sameFolder");
+        QTest::newRow("another folder") << false;
+        QTest::newRow("the program's own in capitals") << true;
+    }
+    void theWizardsDbIniGoesToTheInstance() {
+        QFETCH(bool, sameFolder);
+        Connecting c;
         QTemporaryDir instance;
-        t.ctx->instanceDbIniFolder = instance.path();
-        answers_ = {2};
-        connect(t);
-        QCOMPARE(wizardRuns_, 1);
-        QVERIFY(QFile::exists(instance.filePath(QStringLiteral("db.ini"))));
-        QVERIFY(!QFile::exists(t.env.applicationFolder + QStringLiteral("/db.ini")));
-    }
-
-    void theSameFolderInAnotherCaseIsNotCopied() {
-        TestEnvironment t;
-        wire(t);
-        // A folder whose name differs only in case names the application folder itself.
-        t.ctx->instanceDbIniFolder = t.env.applicationFolder.toUpper();
-        answers_ = {2};
-        connect(t);
-        QCOMPARE(wizardRuns_, 1);
-        QVERIFY(QFile::exists(t.env.applicationFolder + QStringLiteral("/db.ini")));
+        c.t.ctx->instanceDbIniFolder =
+            sameFolder ? c.t.env.applicationFolder.toUpper() : instance.path();
+        c.answer = 2;
+        c.connect();
+        QCOMPARE(c.wizardRuns, 1);
+        QCOMPARE(QFile::exists(c.appDbIni), sameFolder);
+        QCOMPARE(QFile::exists(instance.filePath(u"db.ini"_s)), !sameFolder);
     }
 
     // The number and the description of a failed copy or deletion are the system's own pair.
@@ -172,38 +167,24 @@ class TestConnectDatabase : public QObject {
     void fileFailuresCarryTheSystemsError() {
         QFETCH(bool, deleting);
         QFETCH(QString, expected);
-        TestEnvironment t;
-        wire(t);
+        Connecting c;
         QTemporaryDir instance;
-        QString target = instance.path();
+        QString target = instance.filePath(u"missing"_s);
         if (deleting) {
+            target = instance.path();
             writeDbIni(target);
-            answers_ = {0};
-            t.boxes.queue(MessageAnswer::Yes);
+            c.t.boxes.queue(MessageAnswer::Yes);
             // Between the test for the file and its deletion, a folder takes its place.
-            onConnect_ = [&] {
-                QFile::remove(target + QStringLiteral("/db.ini"));
-                QDir().mkpath(target + QStringLiteral("/db.ini/inside"));
+            c.onConnect = [&] {
+                QFile::remove(target + u"/db.ini"_s);
+                QDir().mkpath(target + u"/db.ini/inside"_s);
             };
-        } else {
-            target = instance.filePath(QStringLiteral("missing"));
         }
-        t.ctx->instanceDbIniFolder = target;
-        QVERIFY(!connect(t));
-        QCOMPARE(t.boxes.texts().constLast(),
-                 expected.replace("APP", t.env.applicationFolder).replace("TARGET", target));
-        QCOMPARE(t.boxes.shown().back().icon, MessageIcon::Exclamation);
-    }
-
-    void aMissingManagerIsToldToTheOperator() {
-        TestEnvironment t;
-        wire(t);
-        t.env.databaseManager = nullptr;
-        QVERIFY(!connect(t));
-        QCOMPARE(t.boxes.texts(),
-                 QStringList{QStringLiteral("Unable to create the Database Manager component.  "
-                                            "Please use Control Panel to remove and reinstall ") +
-                             t.ctx->applicationTitle + QStringLiteral(".")});
+        c.t.ctx->instanceDbIniFolder = target;
+        QVERIFY(!c.connect());
+        QCOMPARE(c.t.boxes.texts().constLast(),
+                 expected.replace("APP", c.t.env.applicationFolder).replace("TARGET", target));
+        QCOMPARE(c.t.boxes.shown().back().icon, MessageIcon::Exclamation);
     }
 };
 

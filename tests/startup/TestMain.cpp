@@ -3,6 +3,7 @@
 #include "components/BuiltInStringTable.h"
 #include "components/QtSqlDatabaseManager.h"
 #include "components/SqlLiteralFormatters.h"
+#include "components/StoreLocalFolder.h"
 #include "components/ui/DatabaseTermTranslator.h"
 #include "settings/SystemSettings.h"
 #include "startup/Driver.h"
@@ -11,29 +12,25 @@
 
 using namespace hvx;
 using namespace hvx::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
+// Notes when it is first closed.
 class ClockedSplash final : public Splash {
   public:
-    ClockedSplash(const Clock& clock, std::vector<std::int64_t>& closes)
-        : clock_(clock), closes_(closes) {}
+    ClockedSplash(const Clock& clock, std::int64_t& closedAt)
+        : clock_(clock), closedAt_(closedAt) {}
     void ShowSplash(long) override {}
-    void CloseSplash() override { closes_.push_back(clock_.milliseconds()); }
+    void CloseSplash() override {
+        if (closedAt_ < 0) {
+            closedAt_ = clock_.milliseconds();
+        }
+    }
 
   private:
     const Clock& clock_;
-    std::vector<std::int64_t>& closes_;
-};
-
-class FixedFolder final : public LocalFolder {
-  public:
-    explicit FixedFolder(QString folder) : folder_(std::move(folder)) {}
-    void SetRegistryPath(const QString&) override {}
-    QString GetLocalFolder() override { return folder_; }
-
-  private:
-    QString folder_;
+    std::int64_t& closedAt_;
 };
 
 // The entry procedure on a test environment with the real components, on a help-desk
@@ -48,10 +45,11 @@ struct Start {
         t.env.sqlStringFormatter = [] { return std::make_unique<SqlLiteralStringFormatter>(); };
         t.env.sqlValueFormatter = [] { return std::make_unique<SqlLiteralValueFormatter>(); };
         t.env.termTranslator = [] { return std::make_unique<DatabaseTermTranslator>(); };
-        t.env.splash = [this] {
-            return std::make_unique<ClockedSplash>(t.clock, splashCloseMilliseconds);
+        t.env.splash = [this] { return std::make_unique<ClockedSplash>(t.clock, splashClosedAt); };
+        qputenv("XDG_DATA_HOME", QFile::encodeName(t.folder.path()));
+        t.env.localFolder = [this] {
+            return std::make_unique<StoreLocalFolder>(t.env.registryStore);
         };
-        t.env.localFolder = [this] { return std::make_unique<FixedFolder>(t.folder.path()); };
         t.env.errorManager = [this] {
             auto made = std::make_unique<RecordingErrorManager>();
             errors = made.get();
@@ -59,16 +57,21 @@ struct Start {
         };
     }
     bool run() {
-        startedMilliseconds = t.clock.milliseconds();
+        startedAt = t.clock.milliseconds();
         return Main(*t.ctx, settings, [this] { ++windowsShown; });
+    }
+    QVariant monitor(const char* column) {
+        db.reconnect();
+        return db.scalar(
+            u"select %1 from SystemUsers where Login = 'Monitor'"_s.arg(QLatin1String(column)));
     }
 
     TestEnvironment t;
     HelpDeskFixture db;
     SystemSettings settings;
     RecordingErrorManager* errors = nullptr;
-    std::vector<std::int64_t> splashCloseMilliseconds;
-    std::int64_t startedMilliseconds = 0;
+    std::int64_t splashClosedAt = -1;
+    std::int64_t startedAt = 0;
     int windowsShown = 0;
 };
 
@@ -82,14 +85,13 @@ class TestMain : public QObject {
         Start s;
         QVERIFY(s.run());
         QCOMPARE(s.windowsShown, 1);
-        QVERIFY(s.splashCloseMilliseconds.front() - s.startedMilliseconds > 2000);
-        QVERIFY(s.splashCloseMilliseconds.front() - s.startedMilliseconds <= 2100);
-        QCOMPARE(s.t.ctx->applicationTitle, QStringLiteral("Help Desk Monitor"));
-        QCOMPARE(s.t.ctx->coreWindowCaption, QStringLiteral("Help Desk Monitor Timer"));
+        QVERIFY(s.splashClosedAt - s.startedAt > 2000);
+        QVERIFY(s.splashClosedAt - s.startedAt <= 2100);
+        QCOMPARE(s.t.ctx->coreWindowCaption, u"Help Desk Monitor Timer"_s);
         QVERIFY(s.errors->StartupComplete());
         QVERIFY(s.errors->Enabled());
-        QCOMPARE(s.errors->LogFile(), s.t.folder.path() + QStringLiteral("/monitorlog.txt"));
-        QCOMPARE(s.t.control("MonitorTicks"), QStringLiteral("60"));
+        QCOMPARE(s.errors->LogFile(), s.t.folder.path() + u"/halvex/help-desk/monitorlog.txt"_s);
+        QCOMPARE(s.t.control("MonitorTicks"), u"60"_s);
     }
 
     void logFileLimit_data() {
@@ -106,9 +108,9 @@ class TestMain : public QObject {
         QFETCH(QString, stored);
         Start s;
         if (stored == QLatin1String("<none>")) {
-            s.db.deleteSetting(QStringLiteral("MonitorLogFileLimit"));
+            s.db.deleteSetting(u"MonitorLogFileLimit"_s);
         } else {
-            s.db.setSetting(QStringLiteral("MonitorLogFileLimit"), stored);
+            s.db.setSetting(u"MonitorLogFileLimit"_s, stored);
         }
         QVERIFY(s.run());
         QTEST(s.errors->LogFileLimit(), "limit");
@@ -117,49 +119,41 @@ class TestMain : public QObject {
     void anotherCopyOwnsTheControlsSection() {
         Start s;
         s.t.instanceGuard.running = true;
-        s.t.setControl("State", QStringLiteral("1"));
+        s.t.setControl("State", u"1"_s);
         QVERIFY(!s.run());
         QCOMPARE(s.t.boxes.texts(),
-                 QStringList{QStringLiteral(
-                     "Halvex Help Desk Monitor is already running on this computer")});
+                 QStringList{u"Halvex Help Desk Monitor is already running on this computer"_s});
         QCOMPARE(s.t.boxes.shown().front().icon, MessageIcon::Information);
-        QCOMPARE(s.t.control("State"), QStringLiteral("1"));
+        QCOMPARE(s.t.control("State"), u"1"_s);
         QCOMPARE(s.windowsShown, 0);
     }
 
     void anUnreachableDatabaseLeavesTheChannelAndTheLoginAlone() {
         Start s;
-        s.db.execute(
-            QStringLiteral("update SystemUsers set LoggedIn = 1, ComputerName = 'ELSEWHERE'"));
+        s.db.execute(u"update SystemUsers set LoggedIn = 1, ComputerName = 'ELSEWHERE'"_s);
         s.t.ctx->databaseManager.reset();
-        QVERIFY(QFile::rename(s.db.scratch.file(), s.db.scratch.file() + QStringLiteral(".away")));
+        QVERIFY(QFile::rename(s.db.scratch.file(), s.db.scratch.file() + u".away"_s));
         s.t.boxes.queue(MessageAnswer::No);
         QVERIFY(!s.run());
         QCOMPARE(s.windowsShown, 0);
         QVERIFY(!s.t.ctx->databaseManager);
         // The section was cleared when the start began, and nothing was written after.
-        QCOMPARE(s.t.control("MonitorTicks"), QStringLiteral("<missing>"));
-        QVERIFY(!s.splashCloseMilliseconds.empty());
-        QVERIFY(QFile::rename(s.db.scratch.file() + QStringLiteral(".away"), s.db.scratch.file()));
-        s.db.reconnect();
-        QCOMPARE(s.db.scalar(QStringLiteral(
-                                 "select ComputerName from SystemUsers where Login = 'Monitor'"))
-                     .toString(),
-                 QStringLiteral("ELSEWHERE"));
+        QCOMPARE(s.t.control("MonitorTicks"), u"<missing>"_s);
+        QVERIFY(s.splashClosedAt >= 0);
+        QVERIFY(QFile::rename(s.db.scratch.file() + u".away"_s, s.db.scratch.file()));
+        QCOMPARE(s.monitor("ComputerName").toString(), u"ELSEWHERE"_s);
     }
 
     void aStopSwitchThatIsNoBooleanFailsTheStart() {
         Start s;
-        s.t.setControl("StopOnHold", QStringLiteral("perhaps"), QStringLiteral("Options"));
+        s.t.setControl("StopOnHold", u"perhaps"_s, u"Options"_s);
         QVERIFY(!s.run());
-        QVERIFY(s.errors->reports.last().startsWith(QStringLiteral("ERROR: Type mismatch (Code ")));
+        QVERIFY(s.errors->reports.last().startsWith(u"ERROR: Type mismatch (Code "_s));
         // The failure exit logs the Monitor out again and clears the section it filled.
-        s.db.reconnect();
-        QCOMPARE(
-            s.db.scalar(QStringLiteral("select LoggedIn from SystemUsers where Login = 'Monitor'"))
-                .toInt(),
-            0);
-        QCOMPARE(s.t.control("MonitorTicks"), QStringLiteral("<missing>"));
+        QCOMPARE(s.monitor("LoggedIn").toInt(), 0);
+        QVERIFY(s.monitor("ComputerName").isNull());
+        QVERIFY(s.monitor("LoginDate").isNull());
+        QCOMPARE(s.t.control("MonitorTicks"), u"<missing>"_s);
     }
 };
 

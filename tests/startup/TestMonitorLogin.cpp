@@ -8,14 +8,30 @@
 
 using namespace hvx;
 using namespace hvx::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kTail = QStringLiteral("Please contact your system administrator for assistance. ");
+// A help-desk database of the test's own, on which the Monitor logs in.
+struct LoggingIn {
+    TestEnvironment t;
+    HelpDeskFixture db{t};
+    SystemSettings settings;
+    LoginStatus status = LoginStatus::Refused;
 
-void withTranslator(TestEnvironment& t) {
-    t.env.termTranslator = [] { return std::make_unique<DatabaseTermTranslator>(); };
-}
+    LoggingIn() {
+        t.env.termTranslator = [] { return std::make_unique<DatabaseTermTranslator>(); };
+    }
+    bool initialise() { return InitialiseFromDatabase(*t.ctx, settings, status); }
+    QVariant monitor(const char* column) {
+        return db.scalar(u"select %1 from SystemUsers where Login = 'Monitor'"_s.arg(
+            QString::fromLatin1(column)));
+    }
+    void logInOn(const QString& computer) {
+        db.execute(u"update SystemUsers set LoggedIn = 1, ComputerName = "_s + db.text(computer) +
+                   u" where Login = 'Monitor'"_s);
+    }
+};
 
 }  // namespace
 
@@ -23,189 +39,134 @@ void withTranslator(TestEnvironment& t) {
 class TestMonitorLogin : public QObject {
     Q_OBJECT
 
-    static QVariant monitorColumn(HelpDeskFixture& db, const char* column) {
-        return db.scalar(QStringLiteral("select %1 from SystemUsers where Login = 'Monitor'")
-                             .arg(QString::fromLatin1(column)));
-    }
-    static void logInElsewhere(HelpDeskFixture& db, const QString& computer) {
-        db.execute(QStringLiteral("update SystemUsers set LoggedIn = 1, ComputerName = ") +
-                   db.text(computer) + QStringLiteral(" where Login = 'Monitor'"));
-    }
-
   private Q_SLOTS:
     void databaseVersion_data() {
         QTest::addColumn<QString>("stored");
-        QTest::addColumn<bool>("accepted");
         QTest::addColumn<QString>("message");
-        const QString ask =
-            QStringLiteral("  Please contact your system administrator for assistance.");
-        const QString invalid = QStringLiteral("The DBVersion setting is invalid.") + ask;
-        QTest::newRow("12") << "12" << true << QString();
-        QTest::newRow("12.4") << "12.4" << true << QString();
-        QTest::newRow("12.5 is 12") << "12.5" << true << QString();
+        const QString ask = u"  Please contact your system administrator for assistance."_s;
+        const QString invalid = u"The DBVersion setting is invalid."_s + ask;
+        QTest::newRow("12") << "12" << QString();
+        QTest::newRow("12.4") << "12.4" << QString();
+        QTest::newRow("12.5 is 12") << "12.5" << QString();
         QTest::newRow("13.5 is 14")
-            << "13.5" << false
-            << QStringLiteral(
-                   "The application needs to be upgraded to match the database version.  ") +
-                   kTail + QStringLiteral("(Application Version =12, Database Version = 14)");
-        QTest::newRow("11")
-            << "11" << false
-            << QStringLiteral("The application is a later version than the database.  ") + kTail +
-                   QStringLiteral("(Application Version =12, Database Version = 11)");
-        QTest::newRow("a word") << "twelve" << false << invalid;
-        QTest::newRow("empty") << "" << false << invalid;
-        QTest::newRow("null") << "<null>" << false
-                              << QStringLiteral("The DBVersion setting is missing.") + ask;
-        QTest::newRow("no row") << "<none>" << false
-                                << QStringLiteral(
-                                       "Unable to get the DBVersion setting from the database.");
+            << "13.5"
+            << u"The application needs to be upgraded to match the database "
+               "version."_s +
+                   ask + u" (Application Version =12, Database Version = 14)"_s;
+        QTest::newRow("11") << "11"
+                            << u"The application is a later version than the database."_s + ask +
+                                   u" (Application Version =12, Database Version = 11)"_s;
+        QTest::newRow("a word") << "twelve" << invalid;
+        QTest::newRow("empty") << "" << invalid;
+        QTest::newRow("null") << "<null>" << u"The DBVersion setting is missing."_s + ask;
+        QTest::newRow("no row") << "<none>"
+                                << u"Unable to get the DBVersion setting from the database."_s;
     }
     void databaseVersion() {
         QFETCH(QString, stored);
         QFETCH(QString, message);
-        TestEnvironment t;
-        HelpDeskFixture db(t);
+        LoggingIn l;
         if (stored == QLatin1String("<null>")) {
-            db.setSettingNull(QStringLiteral("DBVersion"));
+            l.db.setSettingNull(u"DBVersion"_s);
         } else if (stored == QLatin1String("<none>")) {
-            db.deleteSetting(QStringLiteral("DBVersion"));
+            l.db.deleteSetting(u"DBVersion"_s);
         } else {
-            db.setSetting(QStringLiteral("DBVersion"), stored);
+            l.db.setSetting(u"DBVersion"_s, stored);
         }
-        QTEST(CheckDatabaseVersion(*t.ctx), "accepted");
-        QCOMPARE(t.boxes.texts(), message.isEmpty() ? QStringList() : QStringList{message});
+        QCOMPARE(CheckDatabaseVersion(*l.t.ctx), message.isEmpty());
+        QCOMPARE(l.t.boxes.texts(), message.isEmpty() ? QStringList() : QStringList{message});
         if (!message.isEmpty()) {
-            QCOMPARE(t.boxes.shown().front().icon, MessageIcon::Critical);
-            QCOMPARE(t.boxes.shown().front().title,
-                     std::optional<QString>(t.ctx->applicationTitle));
+            QCOMPARE(l.t.boxes.shown().front().icon, MessageIcon::Critical);
+            QCOMPARE(l.t.boxes.shown().front().title,
+                     std::optional<QString>(l.t.ctx->applicationTitle));
         }
     }
 
-    void loginOnAnotherComputerIsRefusedAndLeftAlone() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        withTranslator(t);
-        logInElsewhere(db, QStringLiteral("NIGHT-BOX"));
-        SystemSettings settings;
-        LoginStatus status = LoginStatus::Refused;
-        QVERIFY(!InitialiseFromDatabase(*t.ctx, settings, status));
-        QCOMPARE(status, LoginStatus::HeldElsewhere);
-        QCOMPARE(t.boxes.texts(),
-                 QStringList{QStringLiteral("The Monitor is already running on 'NIGHT-BOX'.  The "
-                                            "Monitor can only be run on one machine at a time.")});
-        QVERIFY(!t.ctx->databaseManager);
-        db.reconnect();
-        QCOMPARE(monitorColumn(db, "ComputerName").toString(), QStringLiteral("NIGHT-BOX"));
-        QCOMPARE(monitorColumn(db, "LoggedIn").toInt(), 1);
+    // The start ends and the database is let go; a login held elsewhere is left as it was.
+    void refusals_data() {
+        QTest::addColumn<QString>("statement");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("message");
+        const QString elsewhere =
+            u"The Monitor is already running on '%1'.  The Monitor can only be run on one machine "
+            "at a time."_s;
+        const int held = int(LoginStatus::HeldElsewhere);
+        QTest::newRow("logged in on another computer")
+            << "update SystemUsers set LoggedIn = 1, ComputerName = 'NIGHT-BOX'" << held
+            << elsewhere.arg(u"NIGHT-BOX"_s);
+        QTest::newRow("logged in on no computer")
+            << "update SystemUsers set LoggedIn = 1, ComputerName = null" << held
+            << elsewhere.arg(QString());
+        QTest::newRow("no Monitor row")
+            << "delete from SystemUsers" << int(LoginStatus::Refused)
+            << "Monitor is not in the System Users table.  Please ask the System Administrator "
+               "for assistance.";
+        QTest::newRow("a null LoggedIn is logged")
+            << "update SystemUsers set LoggedIn = null" << int(LoginStatus::Refused) << QString();
     }
-
-    void loggedInWithoutAComputerCountsAsAnother() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        db.execute(QStringLiteral(
-            "update SystemUsers set LoggedIn = 1, ComputerName = null where Login = 'Monitor'"));
-        t.ctx->computerName = QStringLiteral("DESK-01");
-        QCOMPARE(CheckMonitorLogin(*t.ctx), LoginStatus::HeldElsewhere);
-        QVERIFY(t.boxes.texts().front().contains(QStringLiteral("running on ''.")));
+    void refusals() {
+        QFETCH(QString, statement);
+        QFETCH(QString, message);
+        LoggingIn l;
+        l.db.execute(statement + u" where Login = 'Monitor'"_s);
+        const QVariant computer = l.monitor("ComputerName");
+        QVERIFY(!l.initialise());
+        QTEST(int(l.status), "status");
+        QVERIFY(!l.t.ctx->databaseManager);
+        if (message.isEmpty()) {
+            QCOMPARE(l.t.errors().ErrorNumber(), err::InvalidUseOfNull);
+            QCOMPARE(l.t.errors().reports.size(), 1);
+        } else {
+            QCOMPARE(l.t.boxes.texts(), QStringList{message});
+        }
+        if (l.status == LoginStatus::HeldElsewhere) {
+            l.db.reconnect();
+            QCOMPARE(l.monitor("ComputerName"), computer);
+            QCOMPARE(l.monitor("LoggedIn").toInt(), 1);
+        }
     }
 
     void thisComputerInAnotherCaseTakesTheLoginOver() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        withTranslator(t);
-        logInElsewhere(db, QStringLiteral("desk-01"));
-        SystemSettings settings;
-        LoginStatus status = LoginStatus::Refused;
-        t.clock.set(QTime(7, 30, 5));
-        QVERIFY(InitialiseFromDatabase(*t.ctx, settings, status));
-        QCOMPARE(status, LoginStatus::Allowed);
-        QVERIFY(t.boxes.shown().empty());
-        QCOMPARE(monitorColumn(db, "ComputerName").toString(), QStringLiteral("DESK-01"));
-        QCOMPARE(monitorColumn(db, "LoggedIn").toInt(), 1);
-        QCOMPARE(storedDate(monitorColumn(db, "LoginDate")), t.clock.now());
-        QVERIFY(settings.collection);
-        QVERIFY(t.ctx->databaseDescription.startsWith(QStringLiteral("v12.00.")));
+        LoggingIn l;
+        l.logInOn(u"desk-01"_s);
+        l.t.clock.set(QTime(7, 30, 5));
+        QVERIFY(l.initialise());
+        QVERIFY(l.t.boxes.shown().empty());
+        QCOMPARE(l.monitor("ComputerName").toString(), u"DESK-01"_s);
+        QCOMPARE(l.monitor("LoggedIn").toInt(), 1);
+        QCOMPARE(storedDate(l.monitor("LoginDate")), l.t.clock.now());
+        QVERIFY(l.settings.collection);
+        const DatabaseManager& database = *l.t.ctx->databaseManager;
+        const QString kind = database.DatabaseType() == "JET" ? u"Access>"_s : u"SQL Server>"_s;
+        QCOMPARE(l.t.ctx->databaseDescription,
+                 u"v12.00.1 ["_s + kind + database.DatabaseLocation() + u"]"_s);
     }
 
     void multiInstanceAsksBeforeTakingItOver() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        t.ctx->multiInstance = true;
-        t.ctx->applicationTitle = QStringLiteral("North Monitor");
-        logInElsewhere(db, QStringLiteral("DESK-01"));
-        t.boxes.queue(MessageAnswer::No);
-        LoginStatus status = LoginStatus::Allowed;
-        QVERIFY(!LoginMonitor(*t.ctx, status));
-        QCOMPARE(status, LoginStatus::Refused);
-        const auto& question = t.boxes.shown().front();
-        QCOMPARE(question.title, std::optional<QString>(QStringLiteral("Already running")));
+        LoggingIn l;
+        l.t.ctx->multiInstance = true;
+        l.t.ctx->applicationTitle = u"North Monitor"_s;
+        l.logInOn(u"DESK-01"_s);
+        l.t.boxes.queue(MessageAnswer::No);
+        QVERIFY(!LoginMonitor(*l.t.ctx, l.status));
+        QCOMPARE(l.status, LoginStatus::Refused);
+        const auto& question = l.t.boxes.shown().front();
+        QCOMPARE(question.title, std::optional<QString>(u"Already running"_s));
         QCOMPARE(question.defaultButton, 2);
         QVERIFY(question.text.startsWith(
-            QStringLiteral("The North Monitor user appears to be logged in already.  ")));
-        QVERIFY(question.text.endsWith(
-            QStringLiteral("\r\n\r\nAre you sure you want to start North Monitor?")));
-    }
-
-    void noMonitorRowEndsTheStart() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        withTranslator(t);
-        db.execute(QStringLiteral("delete from SystemUsers where Login = 'Monitor'"));
-        SystemSettings settings;
-        LoginStatus status = LoginStatus::Allowed;
-        QVERIFY(!InitialiseFromDatabase(*t.ctx, settings, status));
-        QCOMPARE(status, LoginStatus::Refused);
-        QCOMPARE(t.boxes.texts(),
-                 QStringList{QStringLiteral("Monitor is not in the System Users table.  Please ask "
-                                            "the System Administrator for assistance.")});
-    }
-
-    void aNullLoggedInIsLoggedAndEndsTheStart() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        withTranslator(t);
-        db.execute(
-            QStringLiteral("update SystemUsers set LoggedIn = null where Login = 'Monitor'"));
-        SystemSettings settings;
-        LoginStatus status = LoginStatus::Refused;
-        QVERIFY(!InitialiseFromDatabase(*t.ctx, settings, status));
-        QCOMPARE(t.errors().ErrorNumber(), err::InvalidUseOfNull);
-        QCOMPARE(t.errors().reports.size(), 1);
-        QVERIFY(!t.ctx->databaseManager);
+            u"The North Monitor user appears to be logged in already.  "_s));
+        QVERIFY(question.text.endsWith(u"\r\n\r\nAre you sure you want to start North Monitor?"_s));
     }
 
     void computerNameMissing() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        t.computer.name.reset();
-        LoginStatus status = LoginStatus::HeldElsewhere;
-        QVERIFY(!LoginMonitor(*t.ctx, status));
-        QCOMPARE(status, LoginStatus::HeldElsewhere);
-        QCOMPARE(t.boxes.texts(),
-                 QStringList{QStringLiteral(
-                     "Unable to get the computer name.  The application cannot continue.")});
-    }
-
-    void logoutClearsTheRow() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        logInElsewhere(db, QStringLiteral("DESK-01"));
-        LogoutMonitor(*t.ctx);
-        QCOMPARE(monitorColumn(db, "LoggedIn").toInt(), 0);
-        QVERIFY(monitorColumn(db, "ComputerName").isNull());
-        QVERIFY(monitorColumn(db, "LoginDate").isNull());
-    }
-
-    void descriptionNamesVersionAndDatabase() {
-        TestEnvironment t;
-        HelpDeskFixture db(t);
-        BuildDatabaseDescription(*t.ctx);
-        const QString kind = t.ctx->databaseManager->DatabaseType() == QLatin1String("JET")
-                                 ? QStringLiteral("Access>")
-                                 : QStringLiteral("SQL Server>");
-        QCOMPARE(t.ctx->databaseDescription, QStringLiteral("v12.00.1 [") + kind +
-                                                 t.ctx->databaseManager->DatabaseLocation() +
-                                                 QStringLiteral("]"));
+        LoggingIn l;
+        l.t.computer.name.reset();
+        l.status = LoginStatus::HeldElsewhere;
+        QVERIFY(!LoginMonitor(*l.t.ctx, l.status));
+        QCOMPARE(l.status, LoginStatus::HeldElsewhere);
+        QCOMPARE(
+            l.t.boxes.texts(),
+            QStringList{u"Unable to get the computer name.  The application cannot continue."_s});
     }
 };
 

@@ -10,14 +10,9 @@
 
 using namespace hvx;
 using namespace hvx::test;
+using namespace Qt::StringLiterals;
 
 namespace {
-
-QString write(TestEnvironment& t, const QByteArray& text) {
-    QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
-    writeFile(path, text);
-    return path;
-}
 
 QString describe(const MonitorNamesList& list) {
     QStringList shown;
@@ -33,40 +28,39 @@ class TestMonitorNames : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
+    // Entries as name|folder; FILE stands for the file's path.
     void reading_data() {
         QTest::addColumn<QByteArray>("file");
         QTest::addColumn<QString>("entries");
-        QTest::newRow("empty file") << QByteArray() << QString();
+        QTest::addColumn<QString>("error");
+        QTest::newRow("empty file") << QByteArray() << QString() << QString();
         QTest::newRow("blank and half-empty lines skipped")
-            << QByteArray("North,/a\n\n   \n,/b\nSouth,\nWest , /c\n")
-            << QStringLiteral("North|/a;West|/c");
+            << QByteArray("North,/a\n\n   \n,/b\nSouth,\nWest , /c\n") << u"North|/a;West|/c"_s
+            << QString();
         QTest::newRow("blanks around both fields")
-            << QByteArray(" Sales , /data/sales/ \n") << QStringLiteral("Sales|/data/sales/");
+            << QByteArray(" Sales , /data/sales/ \n") << u"Sales|/data/sales/"_s << QString();
         QTest::newRow("CR, CR LF and LF end lines")
-            << QByteArray("A,/a\rB,/b\r\nC,/c\n") << QStringLiteral("A|/a;B|/b;C|/c");
+            << QByteArray("A,/a\rB,/b\r\nC,/c\n") << u"A|/a;B|/b;C|/c"_s << QString();
         QTest::newRow("after a second comma ignored")
-            << QByteArray("A,/a,extra\n") << QStringLiteral("A|/a");
+            << QByteArray("A,/a,extra\n") << u"A|/a"_s << QString();
         QTest::newRow("same name twice")
-            << QByteArray("A,/a\nA,/b\n") << QStringLiteral("A|/a;A|/b");
+            << QByteArray("A,/a\nA,/b\n") << u"A|/a;A|/b"_s << QString();
         QTest::newRow("tabs are no blanks")
-            << QByteArray("\tA\t, /a\t\n") << QStringLiteral("\tA\t|/a\t");
+            << QByteArray("\tA\t, /a\t\n") << u"\tA\t|/a\t"_s << QString();
+        QTest::newRow("a line without a comma stops the reading")
+            << QByteArray("North,/a\nnonsense here\nSouth,/b\n") << u"North|/a"_s
+            << u"Error 9, Subscript out of range (Code 11087).\r\nFile name is: FILE.\r\n"
+               "Current line is: nonsense here."_s;
     }
     void reading() {
         QFETCH(QByteArray, file);
+        QFETCH(QString, error);
         TestEnvironment t;
-        const MonitorNamesList list = readMonitorNames(*t.ctx, write(t, file));
-        QVERIFY(list.error.isEmpty());
-        QTEST(describe(list), "entries");
-    }
-
-    void aLineWithoutACommaStopsTheReading() {
-        TestEnvironment t;
-        const QString path = write(t, "North,/a\nnonsense here\nSouth,/b\n");
+        const QString path = t.folder.filePath(u"monitornames.txt"_s);
+        QVERIFY(writeFile(path, file));
         const MonitorNamesList list = readMonitorNames(*t.ctx, path);
-        QCOMPARE(describe(list), QStringLiteral("North|/a"));
-        QCOMPARE(list.error,
-                 QStringLiteral("Error 9, Subscript out of range (Code 11087).\r\nFile name is: ") +
-                     path + QStringLiteral(".\r\nCurrent line is: nonsense here."));
+        QTEST(describe(list), "entries");
+        QCOMPARE(list.error, error.replace(u"FILE"_s, path));
     }
 
     // Only a regular file of sane size is read: the rest fails at once with the dialog's
@@ -74,29 +68,25 @@ class TestMonitorNames : public QObject {
     void onlyASmallRegularFileIsRead_data() {
         QTest::addColumn<QString>("kind");
         QTest::addColumn<QString>("error");
-        QTest::newRow("FIFO") << "fifo"
-                              << "Error 75, Path/File access error: not a regular file";
-        QTest::newRow("link to /dev/zero")
-            << "zero"
-            << "Error 75, Path/File access error: not a regular file";
-        QTest::newRow("20 MB") << "huge"
-                               << "Error 75, Path/File access error: larger than 1 MiB";
+        const QString denied = u"Error 75, Path/File access error: "_s;
+        QTest::newRow("FIFO") << "fifo" << denied + "not a regular file";
+        QTest::newRow("link to /dev/zero") << "zero" << denied + "not a regular file";
+        QTest::newRow("20 MB") << "huge" << denied + "larger than 1 MiB";
+        QTest::newRow("a folder") << "folder" << denied + "not a regular file";
         QTest::newRow("missing") << "missing"
-                                 << "Error 53, File not found: No such file or directory";
-        QTest::newRow("a folder") << "folder"
-                                  << "Error 75, Path/File access error: not a regular file";
+                                 << u"Error 53, File not found: No such file or directory"_s;
     }
     void onlyASmallRegularFileIsRead() {
         QFETCH(QString, kind);
         QFETCH(QString, error);
         TestEnvironment t;
-        const QString path = t.folder.filePath(QStringLiteral("monitornames.txt"));
+        const QString path = t.folder.filePath(u"monitornames.txt"_s);
         if (kind == "fifo") {
             QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
         } else if (kind == "folder") {
             QVERIFY(QDir().mkpath(path));
         } else if (kind == "zero") {
-            QVERIFY(QFile::link(QStringLiteral("/dev/zero"), path));
+            QVERIFY(QFile::link(u"/dev/zero"_s, path));
         } else if (kind == "huge") {
             QFile file(path);
             QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(20'000'000));
@@ -105,34 +95,31 @@ class TestMonitorNames : public QObject {
         QVERIFY(isMonitorNamesFile(path) == (kind != "missing" && kind != "folder"));
         const MonitorNamesList list = readMonitorNames(*t.ctx, path);
         QVERIFY(list.entries.empty());
-        QVERIFY2(list.error.startsWith(error + QStringLiteral(" (Code 11086).\r\nFile name is: ") +
-                                       path),
+        QVERIFY2(list.error.startsWith(error + u" (Code 11086).\r\nFile name is: "_s + path),
                  qPrintable(list.error));
     }
 
     void okChecks() {
         TestEnvironment t;
         QTemporaryDir good;
-        QVERIFY(writeFile(good.filePath(QStringLiteral("db.ini")), {}));
-        const std::vector<MonitorNameEntry> entries{
-            {QStringLiteral("North"), good.path() + QStringLiteral("/")},
-            {QStringLiteral("South"), QStringLiteral("/nowhere")},
-            {QStringLiteral("East"), good.path() + QStringLiteral("//")}};
+        QVERIFY(writeFile(good.filePath(u"db.ini"_s), {}));
+        const std::vector<MonitorNameEntry> entries{{u"North"_s, good.path() + u"/"_s},
+                                                    {u"South"_s, u"/nowhere"_s},
+                                                    {u"East"_s, good.path() + u"//"_s}};
         QCOMPARE(checkInstanceChoice(*t.ctx, {}, -1).refusal.text,
-                 QStringLiteral("Please select a Monitor instance."));
-        QCOMPARE(
-            checkInstanceChoice(*t.ctx, entries, 1).refusal.text,
-            QStringLiteral("There is no DB.INI file in this folder, or the folder doesn't exist."));
+                 u"Please select a Monitor instance."_s);
+        QCOMPARE(checkInstanceChoice(*t.ctx, entries, 1).refusal.text,
+                 u"There is no DB.INI file in this folder, or the folder doesn't exist."_s);
         const InstanceChoice north = checkInstanceChoice(*t.ctx, entries, 0);
         QVERIFY(north.accepted);
         QCOMPARE(north.folder, good.path());
         // Two trailing separators keep one.
-        QCOMPARE(checkInstanceChoice(*t.ctx, entries, 2).folder, good.path() + QStringLiteral("/"));
-        t.windows.open.insert(QStringLiteral("North Monitor"));
+        QCOMPARE(checkInstanceChoice(*t.ctx, entries, 2).folder, good.path() + u"/"_s);
+        t.windows.open.insert(u"North Monitor"_s);
         QCOMPARE(checkInstanceChoice(*t.ctx, entries, 0).refusal.text,
-                 QStringLiteral("This monitor is already running on this computer."));
+                 u"This monitor is already running on this computer."_s);
         // Only the plain title counts.
-        t.windows.open = {QStringLiteral("North Monitor (Running)")};
+        t.windows.open = {u"North Monitor (Running)"_s};
         QVERIFY(checkInstanceChoice(*t.ctx, entries, 0).accepted);
     }
 };
