@@ -88,9 +88,10 @@ class TestSpawnProcessLauncher : public QObject {
         if (!inherited.isNull()) {
             qputenv("HVX_SHOW_WINDOW", inherited);
         }
+        // The shell's own variables would hide a second entry; its initial environment does not.
         const QString script =
-            uR"({ for a; do printf '%s\0' "$a"; done; env -0 |
-            grep -z '^HVX_SHOW_WINDOW='; } > "$0.part"; mv "$0.part" "$0")"_s;
+            uR"({ for a; do printf '%s\0' "$a"; done;
+            grep -z '^HVX_SHOW_WINDOW=' /proc/$$/environ; } > "$0.part"; mv "$0.part" "$0")"_s;
         const hvx::LaunchResult result = hvx::SpawnProcessLauncher().start(
             u"/bin/sh"_s, QStringList{u"-c"_s, script, record} + arguments, style);
         qunsetenv("HVX_SHOW_WINDOW");
