@@ -63,32 +63,27 @@ class TestUnattendedDialogs : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
+    // "ok" does not fit Yes/No: it is refused, and the default button answers, as it does once
+    // the queue is empty.
     void boxAnswersFromTheQueueThenWithTheDefaultButton() {
         TestEnvironment t;
         const QString log = t.folder.filePath(u"boxes.jsonl"_s);
         UnattendedSession session(log, u"no, yes ,ok"_s);
         UnattendedMessageBoxes boxes(session, u"HvxMonitor"_s);
-        MessageBoxRequest question{u"Run the wizard?"_s, std::nullopt, MessageIcon::Question,
-                                   MessageButtons::YesNo, 2};
-        QCOMPARE(boxes.Show(question), MessageAnswer::No);
-        QCOMPARE(boxes.Show(question), MessageAnswer::Yes);
-        // "ok" does not fit Yes/No: refused, and the default button (No) answers.
-        QCOMPARE(boxes.Show(question), MessageAnswer::No);
-        // Queue empty: default button.
-        QCOMPARE(boxes.Show({u"Stopped \"now\"\nreally"_s, u"Title"_s, MessageIcon::Information,
-                             MessageButtons::OkCancel, 2}),
-                 MessageAnswer::Cancel);
+        const MessageBoxRequest question{u"Run the wizard?"_s, std::nullopt, MessageIcon::Question,
+                                         MessageButtons::YesNo, 2};
+        for (const MessageAnswer expected :
+             {MessageAnswer::No, MessageAnswer::Yes, MessageAnswer::No, MessageAnswer::No}) {
+            QCOMPARE(boxes.Show(question), expected);
+        }
         QStringList lines;
         for (const QJsonObject& line : jsonLines(log)) {
             lines.append(
                 joined(line, {"kind", "text", "title", "icon", "buttons", "answer", "refused"}));
         }
-        QCOMPARE(lines, QStringList({
-                            "messagebox|Run the wizard?|HvxMonitor|question|YesNo|no|",
-                            "messagebox|Run the wizard?|HvxMonitor|question|YesNo|yes|",
-                            "messagebox|Run the wizard?|HvxMonitor|question|YesNo|no|ok",
-                            "messagebox|Stopped \"now\"\nreally|Title|information|OKCancel|cancel|",
-                        }));
+        const QString asked = u"messagebox|Run the wizard?|HvxMonitor|question|YesNo|"_s;
+        QCOMPARE(lines, QStringList({asked + u"no|"_s, asked + u"yes|"_s, asked + u"no|ok"_s,
+                                     asked + u"no|"_s}));
     }
 
     void defaultPositionsAndEscape() {
