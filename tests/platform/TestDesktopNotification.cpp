@@ -29,7 +29,6 @@ class TestDesktopNotification : public QObject {
         RecordingNotifications service;
         QVERIFY(service.start(bus_.address()));
         TestEnvironment t;
-        t.ctx->applicationTitle = u"North Monitor"_s;
         FreedesktopNotifier notifier(u"HvxMonitor"_s, u"hvxmonitor"_s);
         t.env.notifier = &notifier;
         SystemSettings settings;
@@ -43,8 +42,8 @@ class TestDesktopNotification : public QObject {
         };
         const QString error = u"Error 3021 in SendMail"_s;
         tick({error, error, error});
-        QTRY_COMPARE(service.calls, QStringList{QStringLiteral("North Monitor: the Monitor logged "
-                                                               "an error|Error 3021 in SendMail")});
+        QTRY_COMPARE(service.calls,
+                     QStringList{u"Halvex Monitor: the Monitor logged an error|"_s + error});
         // While it stays up, nothing more arrives.
         QVERIFY(!QTest::qWaitFor([&] { return service.calls.size() > 1; }, 1000));
         tick({QString(), u"Error 91"_s, u"Error 91"_s});
