@@ -6,6 +6,9 @@
 #include <QSet>
 #include <QStringList>
 
+#include <memory>
+#include <optional>
+
 #include <vector>
 
 namespace hvx::test {
@@ -26,16 +29,10 @@ class FakeInstanceGuard final : public InstanceGuard {
 class FakeUserInterface final : public UserInterface {
   public:
     explicit FakeUserInterface(SettableClock& clock) : clock_(clock) {}
-    void processEvents() override { ++eventTurns; }
-    void waitForEvents(int milliseconds) override {
-        ++eventTurns;
-        waitedMilliseconds += milliseconds;
-        clock_.advanceMilliseconds(milliseconds);
-    }
+    void processEvents() override {}
+    void waitForEvents(int milliseconds) override { clock_.advanceMilliseconds(milliseconds); }
     void setWaitCursor(bool waiting) override { cursorWaiting = waiting; }
 
-    int eventTurns = 0;
-    int waitedMilliseconds = 0;
     bool cursorWaiting = false;
 
   private:
@@ -46,9 +43,29 @@ class FakeUserInterface final : public UserInterface {
 class FakeWindows final : public WindowDirectory {
   public:
     bool findWindow(const QString& caption) const override { return open.contains(caption); }
-    std::unique_ptr<CaptionAnnouncement> announce(const QString& caption) override;
+    std::unique_ptr<CaptionAnnouncement> announce(const QString& caption) override {
+        return std::make_unique<Announcement>(open, caption);
+    }
 
     QSet<QString> open;
+
+  private:
+    class Announcement final : public CaptionAnnouncement {
+      public:
+        Announcement(QSet<QString>& open, const QString& caption) : open_(open) {
+            setCaption(caption);
+        }
+        ~Announcement() override { open_.remove(caption_); }
+        void setCaption(const QString& caption) override {
+            open_.remove(caption_);
+            caption_ = caption;
+            open_.insert(caption_);
+        }
+
+      private:
+        QSet<QString>& open_;
+        QString caption_;
+    };
 };
 
 // Records every start; fails with `failWith` when it is set.
@@ -58,12 +75,13 @@ class FakeLauncher final : public ProcessLauncher {
         QString program;
         QStringList arguments;
         WindowStyle style;
-        // Null when the child inherits the standard input.
-        QByteArray standardInput;
     };
     using ProcessLauncher::start;
     LaunchResult start(const QString& program, const QStringList& arguments, WindowStyle style,
-                       const QByteArray& standardInput) override;
+                       const QByteArray&) override {
+        starts.push_back({program, arguments, style});
+        return failWith.value_or(LaunchResult{true, 0, {}});
+    }
 
     std::vector<Start> starts;
     std::optional<LaunchResult> failWith;

@@ -2,14 +2,16 @@
 
 #include "platform/DatabaseManager.h"
 
+#include <QList>
+
 namespace hvx::test {
 
 // A database manager with no database: it connects (Connect answers 2, the schema is there),
-// holds its folder, fails every statement and opens no recordset. A test overrides what it is
-// about.
+// holds its folder, fails every statement, opens no recordset, asks for a reset when told to
+// and records the resets. A test overrides what it is about.
 class StubDatabaseManager : public DatabaseManager {
   public:
-    bool NeedsReset() const override { return false; }
+    bool NeedsReset() const override { return needsReset; }
     QString DatabaseType() const override { return QStringLiteral("JET"); }
     QString DatabaseLocation() const override { return {}; }
     QString DatabasePassword() const override { return {}; }
@@ -22,7 +24,7 @@ class StubDatabaseManager : public DatabaseManager {
     std::unique_ptr<Recordset> OpenRecordset(const QString&) override { return nullptr; }
     bool ExecuteCommand(const QString&, long) override { return false; }
     bool ExecuteStatement(const QString&, long&) override { return false; }
-    void Reset(bool) override {}
+    void Reset(bool value) override { resets.append(value); }
     void SetErrorManager(ErrorManager*) override {}
     long CheckJetDatabase(const QString&, const QString&, const QVariant&, const QVariant&,
                           long) override {
@@ -30,6 +32,9 @@ class StubDatabaseManager : public DatabaseManager {
     }
     bool OpenConnection(bool) override { return true; }
     long Connect(const QString&, bool, const QVariant&) override { return 2; }
+
+    bool needsReset = false;
+    QList<bool> resets;
 
   private:
     QString folder_;

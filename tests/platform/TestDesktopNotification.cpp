@@ -10,6 +10,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace hvx;
 using namespace hvx::test;
 
@@ -28,38 +29,30 @@ class TestDesktopNotification : public QObject {
         RecordingNotifications service;
         QVERIFY(service.start(bus_.address()));
         TestEnvironment t;
-        t.ctx->applicationTitle = QStringLiteral("North Monitor");
-        FreedesktopNotifier notifier(QStringLiteral("HvxMonitor"), QStringLiteral("hvxmonitor"));
+        FreedesktopNotifier notifier(u"HvxMonitor"_s, u"hvxmonitor"_s);
         t.env.notifier = &notifier;
         SystemSettings settings;
         frmMonitor window(*t.ctx, settings);
-        const auto setErrorInfo = [&t](const QString& text) {
-            SaveRegValue(*t.ctx, t.ctx->controlsSection, QStringLiteral("ErrorInfo"), text);
+        // One tick per text; an empty one lowers the indicator.
+        const auto tick = [&](const QStringList& errorInfos) {
+            for (const QString& text : errorInfos) {
+                SaveRegValue(*t.ctx, t.ctx->controlsSection, u"ErrorInfo"_s, text);
+                window.ShowStatus();
+            }
         };
-
-        setErrorInfo(QStringLiteral("Error 3021 in SendMail"));
-        for (int tick = 0; tick < 3; ++tick) {
-            window.ShowStatus();
-        }
-        QTRY_COMPARE(service.calls, QStringList{QStringLiteral("North Monitor: the Monitor logged "
-                                                               "an error|Error 3021 in SendMail")});
+        const QString error = u"Error 3021 in SendMail"_s;
+        tick({error, error, error});
+        QTRY_COMPARE(service.calls,
+                     QStringList{u"Halvex Monitor: the Monitor logged an error|"_s + error});
         // While it stays up, nothing more arrives.
         QVERIFY(!QTest::qWaitFor([&] { return service.calls.size() > 1; }, 1000));
-
-        setErrorInfo(QString());
-        window.ShowStatus();
-        setErrorInfo(QStringLiteral("Error 91"));
-        window.ShowStatus();
-        window.ShowStatus();
+        tick({QString(), u"Error 91"_s, u"Error 91"_s});
         QTRY_COMPARE(service.calls.size(), 2);
-        QVERIFY(service.calls.back().endsWith(QStringLiteral("|Error 91")));
+        QVERIFY(service.calls.back().endsWith(u"|Error 91"_s));
 
         // No service on the bus: no notification and no error.
         QVERIFY(service.stop());
-        setErrorInfo(QString());
-        window.ShowStatus();
-        setErrorInfo(QStringLiteral("Error 5"));
-        window.ShowStatus();
+        tick({QString(), u"Error 5"_s});
         QVERIFY(!QTest::qWaitFor([&] { return service.calls.size() > 2; }, 1000));
         QVERIFY(t.errors().writes.isEmpty());
         QVERIFY(t.boxes.shown().empty());
@@ -67,14 +60,11 @@ class TestDesktopNotification : public QObject {
 
     void aStoreThatCannotBeReadStillNotifies() {
         TestEnvironment t;
-        t.ctx->applicationTitle = QStringLiteral("North Monitor");
-        NotifyErrorLogged(*t.ctx);
         FakeNotifier notifier;
         t.env.notifier = &notifier;
         t.env.registryStore = {};
         NotifyErrorLogged(*t.ctx);
-        QCOMPARE(notifier.shown,
-                 QStringList{QStringLiteral("North Monitor: the Monitor logged an error|")});
+        QCOMPARE(notifier.shown, QStringList{u"Halvex Monitor: the Monitor logged an error|"_s});
         QVERIFY(t.errors().writes.isEmpty());
     }
 };

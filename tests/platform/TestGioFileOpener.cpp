@@ -3,175 +3,117 @@
 // record how they were started.
 #include "commands/LogCommands.h"
 #include "fakes/TestEnvironment.h"
+#include "fakes/TestFiles.h"
 #include "platform/posix/GioFileOpener.h"
 
 #include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <gio/gdesktopappinfo.h>
 #include <gio/gio.h>
 
+using namespace Qt::StringLiterals;
 using namespace hvx;
 using namespace hvx::test;
-
-namespace {
-
-void writeFile(const QString& path, const QByteArray& text, bool executable = false) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(text);
-    file.close();
-    if (executable) {
-        file.setPermissions(file.permissions() | QFileDevice::ExeOwner);
-    }
-}
-
-QString readFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
-
-}  // namespace
 
 class TestGioFileOpener : public QObject {
     Q_OBJECT
 
     QTemporaryDir home_;
-    QString bin_;
-    QString records_;
-    QString logFolder_;
+    QString bin_ = home_.filePath(u"bin/"_s);
+    QString record_ = home_.filePath(u"record"_s);
+    QString logFolder_ = home_.filePath(u"local folder"_s);
 
     // Makes `entry` the desktop's default for `type`, the way a desktop's "always open with"
     // does, so GIO sees the change at once.
-    static void setDefault(const char* entry, const char* type) {
-        GAppInfo* application = G_APP_INFO(g_desktop_app_info_new(entry));
+    static void setDefault(const QByteArray& entry, const char* type) {
+        GAppInfo* application = G_APP_INFO(g_desktop_app_info_new(entry.constData()));
         QVERIFY(application != nullptr);
         QVERIFY(g_app_info_set_as_default_for_type(application, type, nullptr));
         g_object_unref(application);
     }
 
-    // A stand-in program that appends "FOO|arguments" to its record.
-    void standIn(const QString& name) {
-        writeFile(bin_ + QLatin1Char('/') + name,
-                  "#!/bin/sh\nprintf '%s|%s\\n' \"$FOO\" \"$*\" >> '" +
-                      QFile::encodeName(records_ + QLatin1Char('/') + name) + "'\n",
-                  true);
+    QString record() const {
+        QFile file(record_);
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
     }
-    QString record(const QString& name) const {
-        return readFile(records_ + QLatin1Char('/') + name);
-    }
-
-    // Runs View Log File on a log in a folder with a space in its name.
-    void viewLog(TestEnvironment& t, GioFileOpener& opener, const QString& log) {
-        t.env.fileOpener = &opener;
-        t.errors().SetLogFile(log);
-        ViewLogFile(*t.ctx, [] {});
+    void desktopEntry(const QString& name, const QByteArray& lines) {
+        QVERIFY(
+            writeFile(home_.filePath(u"data/applications/"_s) + name,
+                      "[Desktop Entry]\nType=Application\nName=" + name.toUtf8() + '\n' + lines));
     }
 
   private Q_SLOTS:
     void initTestCase() {
-        QVERIFY(home_.isValid());
-        bin_ = home_.filePath(QStringLiteral("bin"));
-        records_ = home_.filePath(QStringLiteral("records"));
-        logFolder_ = home_.filePath(QStringLiteral("local folder"));
-        QDir().mkpath(records_);
-        QDir().mkpath(logFolder_);
-        QDir().mkpath(bin_);
-        QFile::link(QStringLiteral("/usr/bin/env"), bin_ + QStringLiteral("/env"));
-        standIn(QStringLiteral("viewer"));
-        standIn(QStringLiteral("termviewer"));
-        standIn(QStringLiteral("filemanager"));
-        // The terminal records how it was asked and runs the command after its option
-        // ("-e", or "--" for gnome-terminal), as a terminal would.
-        writeFile(bin_ + QStringLiteral("/gnome-terminal"),
-                  "#!/bin/sh\nprintf '%s\\n' \"$*\" >> '" +
-                      QFile::encodeName(records_ + QStringLiteral("/terminal")) +
-                      "'\nshift\nexec \"$@\"\n",
-                  true);
-        const QString applications = home_.filePath(QStringLiteral("data/applications/"));
-        writeFile(applications + QStringLiteral("hvx-viewer.desktop"),
-                  "[Desktop Entry]\nType=Application\nName=Viewer\n"
-                  "Exec=env FOO=1 viewer %f\nMimeType=text/plain;\n");
-        writeFile(applications + QStringLiteral("hvx-termviewer.desktop"),
-                  "[Desktop Entry]\nType=Application\nName=Terminal viewer\n"
-                  "Exec=termviewer %f\nTerminal=true\nMimeType=text/plain;\n");
-        writeFile(applications + QStringLiteral("hvx-files.desktop"),
-                  "[Desktop Entry]\nType=Application\nName=Files\n"
-                  "Exec=filemanager %U\nMimeType=inode/directory;\n");
+        for (const QString& folder : {bin_, logFolder_, home_.filePath(u"data/applications"_s)}) {
+            QVERIFY(QDir().mkpath(folder));
+        }
+        // Each stand-in program appends "name|FOO|arguments" to the record; the terminal then
+        // runs the command after its option ("-e", or "--" for gnome-terminal), as one would.
+        QVERIFY(writeScript(bin_ + u"stand-in"_s,
+                            "printf '%s|%s|%s\\n' \"${0##*/}\" \"$FOO\" \"$*\" >> '" +
+                                QFile::encodeName(record_) +
+                                "'\n[ \"${0##*/}\" = gnome-terminal ] && shift && exec \"$@\"\n"));
+        for (const char* name : {"viewer", "termviewer", "filemanager", "gnome-terminal"}) {
+            QVERIFY(QFile::link(bin_ + u"stand-in"_s, bin_ + QLatin1String(name)));
+        }
+        QFile::link(u"/usr/bin/env"_s, bin_ + u"env"_s);
+        desktopEntry(u"hvx-viewer.desktop"_s, "Exec=env FOO=1 viewer %f\nMimeType=text/plain;\n");
+        desktopEntry(u"hvx-termviewer.desktop"_s,
+                     "Exec=termviewer %f\nTerminal=true\nMimeType=text/plain;\n");
+        desktopEntry(u"hvx-files.desktop"_s, "Exec=filemanager %U\nMimeType=inode/directory;\n");
         // GIO reads these once, at its first call: nothing of the machine's desktop but its
         // MIME database is seen.
         qputenv("PATH", QFile::encodeName(bin_));
-        qputenv("XDG_DATA_HOME", QFile::encodeName(home_.filePath(QStringLiteral("data"))));
+        qputenv("XDG_DATA_HOME", QFile::encodeName(home_.filePath(u"data"_s)));
         qputenv("XDG_DATA_DIRS", "/usr/share");
-        qputenv("XDG_CONFIG_HOME", QFile::encodeName(home_.filePath(QStringLiteral("config"))));
-        qputenv("XDG_CONFIG_DIRS", QFile::encodeName(home_.filePath(QStringLiteral("none"))));
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(home_.filePath(u"config"_s)));
+        qputenv("XDG_CONFIG_DIRS", QFile::encodeName(home_.filePath(u"none"_s)));
         setDefault("hvx-files.desktop", "inode/directory");
     }
 
-    void init() {
-        for (const QString& name : QDir(records_).entryList(QDir::Files)) {
-            QFile::remove(records_ + QLatin1Char('/') + name);
-        }
-    }
+    void init() { QFile::remove(record_); }
 
-    void theWholeExecLineRunsOnTheLog_data() {
+    // `ran`: the record's line for the program that opened the log, up to the log's path.
+    void theLogOpensAsTheDesktopWouldOpenIt_data() {
+        QTest::addColumn<QByteArray>("entry");
         QTest::addColumn<QByteArray>("content");
-        QTest::newRow("a log with lines") << QByteArray("2026-11-24 04:00:00  ERROR  x\n");
-        QTest::newRow("an emptied log") << QByteArray();
+        QTest::addColumn<QString>("ran");
+        QTest::newRow("the whole Exec line, a log with lines")
+            << QByteArray("hvx-viewer.desktop") << QByteArray("2026-11-24 04:00:00  ERROR  x\n")
+            << u"viewer|1|"_s;
+        QTest::newRow("the whole Exec line, an emptied log")
+            << QByteArray("hvx-viewer.desktop") << QByteArray() << u"viewer|1|"_s;
+        QTest::newRow("a terminal program, in a terminal")
+            << QByteArray("hvx-termviewer.desktop") << QByteArray("line\n") << u"termviewer||"_s;
     }
-    void theWholeExecLineRunsOnTheLog() {
+    void theLogOpensAsTheDesktopWouldOpenIt() {
+        QFETCH(QByteArray, entry);
         QFETCH(QByteArray, content);
-        setDefault("hvx-viewer.desktop", "text/plain");
-        const QString log = logFolder_ + QStringLiteral("/monitorlog.txt");
-        writeFile(log, content);
+        QFETCH(QString, ran);
+        setDefault(entry, "text/plain");
+        const QString log = logFolder_ + u"/monitorlog.txt"_s;
+        QVERIFY(writeFile(log, content));
         TestEnvironment t;
         GioFileOpener opener;
-        viewLog(t, opener, log);
+        t.env.fileOpener = &opener;
+        t.errors().SetLogFile(log);
+        ViewLogFile(*t.ctx, [] {});
         QVERIFY2(t.boxes.texts().isEmpty(), qPrintable(t.boxes.texts().join(QLatin1Char('\n'))));
-        QTRY_COMPARE(record(QStringLiteral("viewer")), QStringLiteral("1|") + log + '\n');
+        QTRY_VERIFY2(record().contains(ran + log + '\n'), qPrintable(record()));
+        QCOMPARE(record().contains(u"gnome-terminal|"_s), ran.startsWith(u"termviewer"_s));
     }
 
-    void aTerminalProgramRunsInATerminal() {
-        setDefault("hvx-termviewer.desktop", "text/plain");
-        const QString log = logFolder_ + QStringLiteral("/monitorlog.txt");
-        writeFile(log, "line\n");
-        TestEnvironment t;
+    void noProgramIsStartedForATypeWithoutOneOrOneGoneSinceTheLookup() {
         GioFileOpener opener;
-        viewLog(t, opener, log);
-        QVERIFY(t.boxes.texts().isEmpty());
-        QTRY_COMPARE(record(QStringLiteral("termviewer")), QStringLiteral("|") + log + '\n');
-        QVERIFY2(record(QStringLiteral("terminal")).contains(QStringLiteral("termviewer")),
-                 qPrintable(record(QStringLiteral("terminal"))));
-    }
-
-    void aTypeWithoutProgramIsNotAssociated() {
-        const QString log = logFolder_ + QStringLiteral("/monitorlog.hvx-unknown-type");
-        writeFile(log, "line\n");
-        TestEnvironment t;
-        GioFileOpener opener;
-        viewLog(t, opener, log);
-        QCOMPARE(t.boxes.texts(),
-                 QStringList{QStringLiteral("Could not find a program associated with ") + log +
-                             QStringLiteral(". Please open the file using your normal text "
-                                            "editor.")});
-    }
-
-    void aProgramGoneSinceTheLookupIsNotStarted() {
-        setDefault("hvx-viewer.desktop", "text/plain");
-        GioFileOpener opener;
-        const auto program = opener.associatedProgram(QStringLiteral("/x/monitorlog.txt"));
-        QCOMPARE(program, std::optional<QString>(QStringLiteral("hvx-viewer.desktop")));
-        QVERIFY(!opener.open(QStringLiteral("hvx-gone.desktop"), QStringLiteral("/x/a.txt")));
+        QVERIFY(!opener.associatedProgram(u"/x/monitorlog.hvx-unknown-type"_s));
+        QVERIFY(!opener.open(u"hvx-gone.desktop"_s, u"/x/a.txt"_s));
     }
 
     void aFolderOpensInTheFileManager() {
-        GioFileOpener opener;
-        QVERIFY(opener.openFolder(logFolder_));
-        QTRY_COMPARE(record(QStringLiteral("filemanager")),
-                     QStringLiteral("|") + logFolder_ + '\n');
+        QVERIFY(GioFileOpener().openFolder(logFolder_));
+        QTRY_COMPARE(record(), u"filemanager||"_s + logFolder_ + '\n');
     }
 };
 

@@ -1,5 +1,6 @@
-// The unattended editions of the dialogs: every message box a dialog shows while it is open is
-// a line of its own that takes an answer of its own, and a token that fits nothing is refused.
+// The unattended editions of the message boxes and the dialogs: every message box a dialog shows
+// while it is open is a line of its own that takes an answer of its own, and a token that fits
+// nothing is refused.
 #include "channel/RegFunctions.h"
 #include "commands/ui/UnattendedMessageWithTurnOff.h"
 #include "commands/ui/UnattendedOperatorName.h"
@@ -13,17 +14,27 @@
 #include <QJsonObject>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace hvx;
 using namespace hvx::test;
 
 namespace {
+
+// The named fields of a JSON line, joined by '|'.
+QString joined(const QJsonObject& line, std::initializer_list<const char*> keys) {
+    QStringList fields;
+    for (const char* key : keys) {
+        fields.append(line.value(QLatin1String(key)).toString());
+    }
+    return fields.join(QLatin1Char('|'));
+}
 
 enum Dialog { InstanceList, OldMessages, AlertSetup, Confirmation };
 
 // Shows `dialog` unattended, its lines and its boxes' in `log`; answers whether it ended
 // cancelled (the alert set-up: saved nothing; the confirmation: closed without a button).
 bool show(Dialog dialog, TestEnvironment& t, UnattendedSession& session) {
-    UnattendedMessageBoxes boxes(session, QStringLiteral("HvxMonitor"));
+    UnattendedMessageBoxes boxes(session, u"HvxMonitor"_s);
     t.env.messageBoxes = &boxes;
     if (dialog == InstanceList) {
         UnattendedMonitorNames shown(*t.ctx, session);
@@ -37,11 +48,11 @@ bool show(Dialog dialog, TestEnvironment& t, UnattendedSession& session) {
     }
     if (dialog == AlertSetup) {
         UnattendedOperatorName(*t.ctx, session).Show();
-        return GetRegValue(*t.ctx, t.ctx->optionsSection, QStringLiteral("AlertMsg"), {}).isEmpty();
+        return GetRegValue(*t.ctx, t.ctx->optionsSection, u"AlertMsg"_s, {}).isEmpty();
     }
     UnattendedMessageWithTurnOff shown(*t.ctx, session);
     shown.SetYesNo(true);
-    shown.SetWarningOffKey(QStringLiteral("ExitMonitor"));
+    shown.SetWarningOffKey(u"ExitMonitor"_s);
     shown.Show();
     return shown.Response() == 0;
 }
@@ -52,10 +63,48 @@ class TestUnattendedDialogs : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
+    // "ok" does not fit Yes/No: it is refused, and the default button answers, as it does once
+    // the queue is empty.
+    void boxAnswersFromTheQueueThenWithTheDefaultButton() {
+        TestEnvironment t;
+        const QString log = t.folder.filePath(u"boxes.jsonl"_s);
+        UnattendedSession session(log, u"no, yes ,ok"_s);
+        UnattendedMessageBoxes boxes(session, u"HvxMonitor"_s);
+        const MessageBoxRequest question{u"Run the wizard?"_s, std::nullopt, MessageIcon::Question,
+                                         MessageButtons::YesNo, 2};
+        for (const MessageAnswer expected :
+             {MessageAnswer::No, MessageAnswer::Yes, MessageAnswer::No, MessageAnswer::No}) {
+            QCOMPARE(boxes.Show(question), expected);
+        }
+        QStringList lines;
+        for (const QJsonObject& line : jsonLines(log)) {
+            lines.append(
+                joined(line, {"kind", "text", "title", "icon", "buttons", "answer", "refused"}));
+        }
+        const QString asked = u"messagebox|Run the wizard?|HvxMonitor|question|YesNo|"_s;
+        QCOMPARE(lines, QStringList({asked + u"no|"_s, asked + u"yes|"_s, asked + u"no|ok"_s,
+                                     asked + u"no|"_s}));
+    }
+
+    void defaultPositionsAndEscape() {
+        const auto defaultOf = [](MessageButtons buttons, int position) {
+            return defaultAnswerOf({{}, std::nullopt, MessageIcon::None, buttons, position});
+        };
+        QCOMPARE(defaultOf(MessageButtons::OkOnly, 1), MessageAnswer::Ok);
+        QCOMPARE(defaultOf(MessageButtons::YesNo, 2), MessageAnswer::No);
+        QCOMPARE(defaultOf(MessageButtons::YesNoCancel, 3), MessageAnswer::Cancel);
+        // A position beyond the set takes the first button.
+        QCOMPARE(defaultOf(MessageButtons::OkCancel, 3), MessageAnswer::Ok);
+        QCOMPARE(escapeAnswerOf(MessageButtons::OkOnly), std::optional(MessageAnswer::Ok));
+        QVERIFY(!escapeAnswerOf(MessageButtons::YesNo));
+        QCOMPARE(escapeAnswerOf(MessageButtons::YesNoCancel), std::optional(MessageAnswer::Cancel));
+        QCOMPARE(escapeAnswerOf(MessageButtons::OkCancel), std::optional(MessageAnswer::Cancel));
+    }
+
     void boxesAndRefusedTokens_data() {
         QTest::addColumn<int>("dialog");
         QTest::addColumn<QString>("answers");
-        QTest::addColumn<QString>("box");  // text, icon and title; empty: no box
+        QTest::addColumn<QString>("box");  // text, icon and title of an OK box; empty: no box
         QTest::addColumn<QString>("refused");
         QTest::addColumn<bool>("cancelled");
         const auto row = [](const char* name, Dialog dialog, const char* answers, const char* box,
@@ -96,9 +145,9 @@ class TestUnattendedDialogs : public QObject {
         QFETCH(QString, refused);
         TestEnvironment t;
         QVERIFY(writeFile(
-            t.folder.filePath(QStringLiteral("monitornames.txt")),
+            t.folder.filePath(u"monitornames.txt"_s),
             box.startsWith(QLatin1String("Error")) ? "North,/a\nno comma\n" : "North,/nowhere\n"));
-        const QString log = t.folder.filePath(QStringLiteral("unattended.jsonl"));
+        const QString log = t.folder.filePath(u"unattended.jsonl"_s);
         UnattendedSession session(log, answers);
 
         QTEST(show(static_cast<Dialog>(dialog), t, session), "cancelled");
@@ -106,27 +155,21 @@ class TestUnattendedDialogs : public QObject {
         QStringList boxes;
         QJsonObject last;
         for (const QJsonObject& line : jsonLines(log)) {
-            if (line.value(QStringLiteral("kind")) != QLatin1String("messagebox")) {
+            if (line.value(u"kind"_s) != QLatin1String("messagebox")) {
                 last = line;
                 continue;
             }
-            QCOMPARE(line.value(QStringLiteral("buttons")).toString(), QStringLiteral("OKOnly"));
-            QCOMPARE(line.value(QStringLiteral("answer")).toString(), QStringLiteral("ok"));
-            boxes.append(
-                line.value(QStringLiteral("text")).toString().section(QLatin1Char('\r'), 0, 0) +
-                QLatin1Char('|') + line.value(QStringLiteral("icon")).toString() +
-                QLatin1Char('|') + line.value(QStringLiteral("title")).toString());
+            boxes.append(line.value(u"text"_s).toString().section(QLatin1Char('\r'), 0, 0) +
+                         QLatin1Char('|') + joined(line, {"icon", "title", "buttons", "answer"}));
         }
-        QCOMPARE(boxes, box.isEmpty() ? QStringList() : QStringList{box});
-        QCOMPARE(last.value(QStringLiteral("refused")).toString(), refused);
+        QCOMPARE(boxes, box.isEmpty() ? QStringList() : QStringList{box + u"|OKOnly|ok"_s});
+        QCOMPARE(last.value(u"refused"_s).toString(), refused);
         if (refused.isEmpty()) {
-            QCOMPARE(last.value(QStringLiteral("answer")).toString(),
-                     answers.section(QLatin1Char(','), -1));
+            QCOMPARE(last.value(u"answer"_s).toString(), answers.section(QLatin1Char(','), -1));
         } else {
-            QCOMPARE(session.takeAnswer(), std::optional<QString>(QStringLiteral("yes")));
+            QCOMPARE(session.takeAnswer(), std::optional<QString>(u"yes"_s));
         }
-        QCOMPARE(GetRegValue(*t.ctx, QStringLiteral("Warnings"), QStringLiteral("ExitMonitor"), {}),
-                 QString());
+        QCOMPARE(GetRegValue(*t.ctx, u"Warnings"_s, u"ExitMonitor"_s, {}), QString());
     }
 };
 
