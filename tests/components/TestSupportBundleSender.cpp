@@ -42,16 +42,14 @@ class TestSupportBundleSender : public QObject {
         QFETCH(QByteArray, script);
         QFETCH(QString, expected);
         const QTemporaryDir dir;
-        const QString bin = dir.filePath(QStringLiteral("bin"));
-        QVERIFY(QDir().mkpath(bin));
         const QString called = dir.filePath(QStringLiteral("called.txt"));
         if (!script.isEmpty()) {
             QVERIFY(test::writeScript(
-                bin + QStringLiteral("/xdg-email"),
+                dir.filePath(QStringLiteral("xdg-email")),
                 "printf '%s\\n' \"$@\" > '" + QFile::encodeName(called) + "'\n" + script));
         }
         const QByteArray path = qgetenv("PATH");
-        qputenv("PATH", QFile::encodeName(bin));
+        qputenv("PATH", QFile::encodeName(dir.path()));
 
         test::SettableClock clock;
         FileErrorManager errors(clock, nullptr);
@@ -76,15 +74,13 @@ class TestSupportBundleSender : public QObject {
         QCOMPARE(sent, expected.startsWith(QLatin1String("Your mail program has been")));
         // Where the hand-over failed, the file manager shows the bundle to send by hand.
         QCOMPARE(opener.openedFolders, sent ? QStringList() : QStringList{dir.path()});
-        QFile content(bundle);
-        QVERIFY(content.open(QIODevice::ReadOnly));
-        QVERIFY(content.readAll().endsWith("  TRACE  a line of the log\n"));
-        if (!script.isEmpty()) {
-            QFile arguments(called);
-            QVERIFY(arguments.open(QIODevice::ReadOnly));
-            QCOMPARE(arguments.readAll(),
-                     "--subject\nHvxMonitor log\n--attach\n" + QFile::encodeName(bundle) + "\n");
-        }
+        const auto content = [](const QString& name) {
+            QFile file(name);
+            return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        };
+        QVERIFY(content(bundle).endsWith("  TRACE  a line of the log\n"));
+        QVERIFY(script.isEmpty() || content(called) == "--subject\nHvxMonitor log\n--attach\n" +
+                                                           QFile::encodeName(bundle) + "\n");
     }
 };
 
