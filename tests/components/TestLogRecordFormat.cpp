@@ -63,7 +63,6 @@ class TestLogRecordFormat : public QObject {
         const QString written = QString::fromUtf8(record);
         QVERIFY(!written.contains(QChar(QChar::ReplacementCharacter)));
         const qsizetype cut = written.lastIndexOf(QStringLiteral(" [cut: "));
-        QVERIFY2(cut > 0, record.right(80).constData());
         QVERIFY(written.endsWith(QStringLiteral(" more characters]\n")));
         QVERIFY(cut - kHead.size() <= kMaxLogRecordCharacters);
         QVERIFY(cut - kHead.size() > kMaxLogRecordCharacters - 4);
