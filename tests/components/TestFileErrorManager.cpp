@@ -87,7 +87,7 @@ class TestFileErrorManager : public QObject {
             report(manager, QStringLiteral("line %1 of the trace").arg(i), true);
             largest = std::max(largest, QFileInfo(manager.LogFile()).size());
         }
-        QVERIFY2(largest <= 1024 * 1024, qPrintable(QString::number(largest)));
+        QVERIFY2(largest <= qint64{1024} * 1024, qPrintable(QString::number(largest)));
         // Whole lines only, in order, the newest last.
         const auto lines = logLines(manager.LogFile());
         QVERIFY(lines.size() > 10000);

@@ -25,10 +25,7 @@ namespace {
 
 // pg-test-server for the private cluster of the restart test.
 void pgServer(const QString& command, const QString& dir) {
-    QProcess process;
-    process.setProcessChannelMode(QProcess::ForwardedChannels);
-    process.start(qEnvironmentVariable("HVX_PG_TEST_SERVER"), {command, dir});
-    QVERIFY2(process.waitForFinished(120000) && process.exitCode() == 0, qPrintable(command));
+    QCOMPARE(QProcess::execute(qEnvironmentVariable("HVX_PG_TEST_SERVER"), {command, dir}), 0);
 }
 
 }  // namespace
@@ -276,10 +273,7 @@ class TestDatabaseManager : public QObject {
         QTemporaryDir clusterDir;
         QTemporaryDir iniDir;
         pgServer(QStringLiteral("start"), clusterDir.path());
-        const auto stop = qScopeGuard([&] {
-            QProcess::execute(qEnvironmentVariable("HVX_PG_TEST_SERVER"),
-                              {QStringLiteral("stop"), clusterDir.path()});
-        });
+        const auto stop = qScopeGuard([&] { pgServer(QStringLiteral("stop"), clusterDir.path()); });
         const PgTestServer server = PgTestServer::fromDir(clusterDir.path());
         server.dbIni(server.database).save(DbIni::pathIn(iniDir.path()));
         auto db = connectTo(iniDir.path(), 1);
