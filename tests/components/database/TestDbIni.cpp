@@ -51,15 +51,6 @@ class TestDbIni : public QObject {
         QCOMPARE(DbIni::fromConnectionString(back.odbcConnectionString()).password, password);
     }
 
-    void locationIsRelativeToTheIniFolder() {
-        DbIni ini;
-        ini.location = QStringLiteral("../data/helpdesk.sqlite3");
-        QCOMPARE(ini.databaseFile(QStringLiteral("/srv/monitor")),
-                 QStringLiteral("/srv/data/helpdesk.sqlite3"));
-        ini.location = QStringLiteral("/var/lib/helpdesk.sqlite3");
-        QCOMPARE(ini.databaseFile(QStringLiteral("/srv/monitor")), ini.location);
-    }
-
     // Read through the reader that takes only a small regular file (its other cases lie with
     // the instance list): a FIFO fails at once instead of waiting for a writer.
     void aMissingFileOrAFifoFailsAtOnce() {

@@ -38,21 +38,12 @@ class TestSqlLiteralFormatters : public QObject {
         QCOMPARE(formatter.FormatText(text), literal);
     }
 
-    void dates_data() {
-        QTest::addColumn<QString>("type");
-        QTest::addColumn<QString>("date");
-        QTest::newRow("jet") << QStringLiteral("jet") << QStringLiteral("'0987-03-04 05:06:07'");
-        QTest::newRow("server") << QStringLiteral("SQLSERVER")
-                                << QStringLiteral("'0987-03-04T05:06:07'");
-    }
-
-    void dates() {
-        QFETCH(QString, type);
-        QFETCH(QString, date);
+    // The one form that SQL Server reads alike whatever its language.
+    void serverDates() {
         SqlLiteralValueFormatter formatter;
-        formatter.SetDatabaseType(type);
+        formatter.SetDatabaseType(QStringLiteral("SQLSERVER"));
         QCOMPARE(formatter.FormatDate(DateValue::fromParts(QDate(987, 3, 4), QTime(5, 6, 7))),
-                 date);
+                 QStringLiteral("'0987-03-04T05:06:07'"));
     }
 
     void datesOutsideTheEnginesRange() {
