@@ -5,14 +5,10 @@
 
 using namespace hvx;
 
-namespace {
-
-const QString kHead = QStringLiteral("2026-11-23 10:00:00  TRACE  ");
-
-}  // namespace
-
 class TestLogRecordFormat : public QObject {
     Q_OBJECT
+
+    const QString head_ = QStringLiteral("2026-11-23 10:00:00  TRACE  ");
 
   private Q_SLOTS:
     void records_data() {
@@ -39,7 +35,7 @@ class TestLogRecordFormat : public QObject {
     void records() {
         QFETCH(QString, text);
         QFETCH(QByteArray, expected);
-        QCOMPARE(formatLogRecord(kHead, text), kHead.toUtf8() + expected);
+        QCOMPARE(formatLogRecord(head_, text), head_.toUtf8() + expected);
     }
 
     void aLongTextKeepsItsStartAndMarksTheCut_data() {
@@ -59,15 +55,14 @@ class TestLogRecordFormat : public QObject {
     void aLongTextKeepsItsStartAndMarksTheCut() {
         QFETCH(QString, text);
         QFETCH(QString, start);
-        const QByteArray record = formatLogRecord(kHead, text);
+        const QByteArray record = formatLogRecord(head_, text);
         const QString written = QString::fromUtf8(record);
         QVERIFY(!written.contains(QChar(QChar::ReplacementCharacter)));
         const qsizetype cut = written.lastIndexOf(QStringLiteral(" [cut: "));
-        QVERIFY2(cut > 0, record.right(80).constData());
         QVERIFY(written.endsWith(QStringLiteral(" more characters]\n")));
-        QVERIFY(cut - kHead.size() <= kMaxLogRecordCharacters);
-        QVERIFY(cut - kHead.size() > kMaxLogRecordCharacters - 4);
-        QCOMPARE(written.left(kHead.size() + start.size()), kHead + start);
+        QVERIFY(cut - head_.size() <= kMaxLogRecordCharacters);
+        QVERIFY(cut - head_.size() > kMaxLogRecordCharacters - 4);
+        QCOMPARE(written.left(head_.size() + start.size()), head_ + start);
         const QByteArrayList lines = record.chopped(1).split('\n');
         for (qsizetype i = 1; i < lines.size(); ++i) {
             QVERIFY(lines[i].startsWith(kLogContinuation));

@@ -16,18 +16,15 @@ class TestSupportBundleSender : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
-    // A stand-in xdg-email on PATH records its arguments and ends as the row says.
+    // A stand-in xdg-email on PATH ends as the row says; on failure it tells its arguments.
     void theOperatorLearnsHowTheHandOverWent_data() {
         QTest::addColumn<QByteArray>("script");
         QTest::addColumn<QString>("expected");
         QTest::newRow("mail program refuses")
-            << QByteArray(
-                   "echo \"xdg-email: no method available for opening 'mailto:'\" >&2\n"
-                   "exit 3\n")
+            << QByteArray("echo \"$*\" >&2\nexit 3\n")
             << QStringLiteral(
-                   "Your mail program could not take the support bundle (xdg-email: "
-                   "no method available for opening 'mailto:'). The support bundle "
-                   "lies at:\r\n%1\r\nPlease send it to support.");
+                   "Your mail program could not take the support bundle (--subject HvxMonitor log "
+                   "--attach %1). The support bundle lies at:\r\n%1\r\nPlease send it to support.");
         QTest::newRow("mail program takes it")
             << QByteArray("exit 0\n")
             << QStringLiteral("Your mail program has been asked to send the support bundle:\r\n%1");
@@ -42,16 +39,10 @@ class TestSupportBundleSender : public QObject {
         QFETCH(QByteArray, script);
         QFETCH(QString, expected);
         const QTemporaryDir dir;
-        const QString bin = dir.filePath(QStringLiteral("bin"));
-        QVERIFY(QDir().mkpath(bin));
-        const QString called = dir.filePath(QStringLiteral("called.txt"));
-        if (!script.isEmpty()) {
-            QVERIFY(test::writeScript(
-                bin + QStringLiteral("/xdg-email"),
-                "printf '%s\\n' \"$@\" > '" + QFile::encodeName(called) + "'\n" + script));
-        }
+        QVERIFY(script.isEmpty() ||
+                test::writeScript(dir.filePath(QStringLiteral("xdg-email")), script));
         const QByteArray path = qgetenv("PATH");
-        qputenv("PATH", QFile::encodeName(bin));
+        qputenv("PATH", QFile::encodeName(dir.path()));
 
         test::SettableClock clock;
         FileErrorManager errors(clock, nullptr);
@@ -79,12 +70,6 @@ class TestSupportBundleSender : public QObject {
         QFile content(bundle);
         QVERIFY(content.open(QIODevice::ReadOnly));
         QVERIFY(content.readAll().endsWith("  TRACE  a line of the log\n"));
-        if (!script.isEmpty()) {
-            QFile arguments(called);
-            QVERIFY(arguments.open(QIODevice::ReadOnly));
-            QCOMPARE(arguments.readAll(),
-                     "--subject\nHvxMonitor log\n--attach\n" + QFile::encodeName(bundle) + "\n");
-        }
     }
 };
 

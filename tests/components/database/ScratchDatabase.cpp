@@ -4,12 +4,12 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QHash>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
-
-#include <utility>
 
 namespace hvx::test {
 
@@ -18,33 +18,23 @@ namespace {
 // Runs one statement on the server's own database with a short-lived connection.
 void runOnServer(const PgTestServer& server, const QString& sql) {
     const QString name = QStringLiteral("scratch-admin");
+    QString failure;
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), name);
         db.setDatabaseName(server.dbIni(server.database).odbcConnectionString());
-        if (!db.open()) {
-            const QString text = db.lastError().text();
-            db = QSqlDatabase();
-            QSqlDatabase::removeDatabase(name);
-            throw RuntimeError(0,
-                               QStringLiteral("Cannot reach the PostgreSQL test server: ") + text);
-        }
         QSqlQuery query(db);
-        const bool ok = query.exec(sql);
-        const QString text = query.lastError().text();
-        query = QSqlQuery();
-        db.close();
-        db = QSqlDatabase();
-        QSqlDatabase::removeDatabase(name);
-        if (!ok) {
-            throw RuntimeError(0, sql + QStringLiteral(": ") + text);
+        if (!db.open()) {
+            failure =
+                QStringLiteral("Cannot reach the PostgreSQL test server: ") + db.lastError().text();
+        } else if (!query.exec(sql)) {
+            failure = sql + QStringLiteral(": ") + query.lastError().text();
         }
     }
+    QSqlDatabase::removeDatabase(name);
+    if (!failure.isEmpty()) {
+        throw RuntimeError(0, failure);
+    }
 }
-
-const std::pair<const char*, QString PgTestServer::*> kConnectionKeys[] = {
-    {"PGTEST_HOST", &PgTestServer::host},         {"PGTEST_PORT", &PgTestServer::port},
-    {"PGTEST_USER", &PgTestServer::user},         {"PGTEST_PASSWORD", &PgTestServer::password},
-    {"PGTEST_DATABASE", &PgTestServer::database}, {"PGTEST_BINDIR", &PgTestServer::bindir}};
 
 }  // namespace
 
@@ -62,26 +52,17 @@ PgTestServer PgTestServer::fromDir(const QString& dir) {
             QStringLiteral("No PostgreSQL test server in %1 (scripts/pg-test-server start)")
                 .arg(dir));
     }
-    PgTestServer server;
-    for (const QByteArray& raw : file.readAll().split('\n')) {
-        const QString line = QString::fromUtf8(raw).trimmed();
-        const qsizetype equals = line.indexOf(QLatin1Char('='));
-        if (equals < 0) {
-            continue;
-        }
-        QString value = line.mid(equals + 1);
-        if (value.size() >= 2 && value.startsWith(QLatin1Char('\'')) &&
-            value.endsWith(QLatin1Char('\''))) {
-            value = value.mid(1, value.size() - 2);
-        }
-        const QString key = line.left(equals);
-        for (const auto& [name, member] : kConnectionKeys) {
-            if (key == QLatin1String(name)) {
-                server.*member = value;
-            }
-        }
+    // Lines of the form PGTEST_NAME='value'.
+    static const QRegularExpression line(QStringLiteral("^PGTEST_(\\w+)='(.*)'$"),
+                                         QRegularExpression::MultilineOption);
+    QHash<QString, QString> values;
+    for (const QRegularExpressionMatch& match :
+         line.globalMatch(QString::fromUtf8(file.readAll()))) {
+        values.insert(match.captured(1), match.captured(2));
     }
-    return server;
+    return {values[QStringLiteral("HOST")], values[QStringLiteral("PORT")],
+            values[QStringLiteral("USER")], values[QStringLiteral("PASSWORD")],
+            values[QStringLiteral("DATABASE")]};
 }
 
 PgTestServer PgTestServer::fromEnvironment() {

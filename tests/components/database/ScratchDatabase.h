@@ -21,7 +21,6 @@ struct PgTestServer {
     QString user;
     QString password;
     QString database;
-    QString bindir;
 
     // Throws RuntimeError 53 when DIR holds no connection.env.
     static PgTestServer fromDir(const QString& dir);
@@ -40,7 +39,6 @@ class ScratchDatabase {
     ScratchDatabase(const ScratchDatabase&) = delete;
     ScratchDatabase& operator=(const ScratchDatabase&) = delete;
 
-    TestEngine engine() const { return engine_; }
     QString folder() const { return dir_.path(); }
     // The SQLite file (empty for PostgreSQL).
     QString file() const;
