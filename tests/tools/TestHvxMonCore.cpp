@@ -4,11 +4,9 @@
 
 #include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QProcess>
 #include <QSqlDatabase>
 #include <QSqlQuery>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <csignal>
@@ -18,7 +16,6 @@ using hvx::test::kPatienceMs;
 
 namespace {
 
-const QString kOptions = u"Options"_s;
 const QString kDefaultCaption = u"Halvex Help Desk Monitor Timer"_s;
 
 // One run of HvxMonCore on a private store and a session of its own per test (a window left
@@ -36,7 +33,7 @@ class Core : public hvx::test::Installation {
         }
     }
 
-    void start(const QStringList& arguments = {}, const QString& faults = {}) {
+    void start(const QString& faults = {}, const QStringList& arguments = {}) {
         QProcessEnvironment env = environment;
         env.insert(u"HVX_CORE_FAULT"_s, faults);
         process.setProcessEnvironment(env);
@@ -44,46 +41,37 @@ class Core : public hvx::test::Installation {
         process.start(app + u"/HvxMonCore"_s, arguments);
         clock.start();
     }
+    // Started with Command "1" waiting. The database folder is the test's folder: a db.ini
+    // beside the program stays out of the test.
+    void startRunning(const QString& faults = {}, const QString& instance = {}) {
+        const QString section = instance.isEmpty() ? u"Controls"_s : u"Controls:"_s + instance;
+        setControl("DBINIPath", dir.path(), section);
+        setControl("Command", u"1"_s, section);
+        start(faults, instance.isEmpty() ? QStringList() : QStringList{instance});
+    }
     bool ended(int expectedCode) {
         return process.waitForFinished(kPatienceMs) &&
                process.exitStatus() == QProcess::NormalExit && process.exitCode() == expectedCode;
     }
-    // The test's folder holds no db.ini: named as the database folder, it keeps any db.ini
-    // beside the program out of the test.
-    void useFolderAsDatabase(const QString& section = u"Controls"_s) {
-        setControl("DBINIPath", dir.path(), section);
+    bool endsOn(int signal) {
+        ::kill(static_cast<pid_t>(process.processId()), signal);
+        return ended(0);
     }
 
     QProcess process;
     QElapsedTimer clock;
 };
 
-// A help-desk database with demonstration messages, made once by hvx-dbsetup (which takes
-// a while) and copied into each test's folder: db.ini names the file relatively.
-QTemporaryDir* databaseTemplate = nullptr;
-
-bool copyDatabaseInto(const QString& folder) {
-    const QDir from(databaseTemplate->path());
-    for (const QString& name : from.entryList(QDir::Files)) {
-        if (!QFile::copy(from.filePath(name), QDir(folder).filePath(name))) {
-            return false;
-        }
-    }
-    return QFile::exists(QDir(folder).filePath(u"db.ini"_s));
-}
-
-// Runs `statement` on the file database: the first value of its first row (0 when it gives
-// no row), or -1 when it failed.
+// The first value of the first row of `statement` on the file database (0 without a row), or
+// -1 when it failed.
 int sql(const QString& file, const QString& statement) {
     int first = -1;
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"check"_s);
         db.setDatabaseName(file);
-        if (db.open()) {
-            QSqlQuery query(db);
-            if (query.exec(statement)) {
-                first = query.next() ? query.value(0).toInt() : 0;
-            }
+        QSqlQuery query(db);
+        if (db.open() && query.exec(statement)) {
+            first = query.next() ? query.value(0).toInt() : 0;
         }
     }
     QSqlDatabase::removeDatabase(u"check"_s);
@@ -96,43 +84,30 @@ class TestHvxMonCore : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
-    void initTestCase() {
-        databaseTemplate = new QTemporaryDir;
-        QProcess setup;
-        setup.start(qEnvironmentVariable("HVX_BIN_DIR") + u"/hvx-dbsetup"_s,
-                    {u"--db-ini"_s, databaseTemplate->path(), u"--demo"_s});
-        QVERIFY(setup.waitForFinished(kPatienceMs));
-        QCOMPARE(setup.exitCode(), 0);
-    }
-    void cleanupTestCase() {
-        delete databaseTemplate;
-        databaseTemplate = nullptr;
-    }
-
-    void commandsDriveStateAndWindow() {
+    void followsTheCommandsUntilItsEnd() {
         Core core;
-        core.useFolderAsDatabase();
-        core.setControl("Command", u"1"_s);
-        core.start();
+        core.startRunning();
         QTRY_COMPARE_WITH_TIMEOUT(core.control("State"), u"1"_s, kPatienceMs);
-        QCOMPARE(core.control("Command"), u"0"_s);
         QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
         QTRY_VERIFY_WITH_TIMEOUT(core.control("Status").startsWith(u"Running"_s), kPatienceMs);
         QCOMPARE(core.control("Processing"), u"0"_s);
-
-        const struct {
-            const char* command;
-            const char* state;
-        } steps[] = {{"3", "2"}, {"2", "1"}};
-        for (const auto& step : steps) {
-            core.setControl("Command", QLatin1String(step.command));
+        for (const auto& [command, state] : {std::pair{"3", "2"}, std::pair{"2", "1"}}) {
+            core.setControl("Command", QLatin1String(command));
             // The command is taken (reset) before the new state is written.
-            QTRY_COMPARE_WITH_TIMEOUT(core.control("State"), QLatin1String(step.state),
-                                      kPatienceMs);
+            QTRY_COMPARE_WITH_TIMEOUT(core.control("State"), QLatin1String(state), kPatienceMs);
             QCOMPARE(core.control("Command"), u"0"_s);
         }
         // The Monitor clears Status when it gives Suspend or Resume; the core writes it again.
         core.setControl("Status", QString());
+        QTRY_VERIFY_WITH_TIMEOUT(core.control("Status").startsWith(u"Running"_s), kPatienceMs);
+
+        // A renewal ends this copy; the next, started without a Start command, runs on.
+        core.setControl("Command", u"6"_s);
+        QVERIFY(core.ended(0));
+        QVERIFY(!core.window(kDefaultCaption));
+        core.setControl("Status", QString());
+        core.start();
+        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
         QTRY_VERIFY_WITH_TIMEOUT(core.control("Status").startsWith(u"Running"_s), kPatienceMs);
 
         core.setControl("Command", u"5"_s);
@@ -150,88 +125,59 @@ class TestHvxMonCore : public QObject {
         QCOMPARE(core.process.exitCode(), 4);
     }
 
-    void renewCommandEndsAndNextCopyGoesOnRunning() {
-        Core core;
-        core.useFolderAsDatabase();
-        core.setControl("Command", u"1"_s);
-        core.start();
-        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
-        core.setControl("Command", u"6"_s);
-        QVERIFY(core.ended(0));
-        QVERIFY(!core.window(kDefaultCaption));
-        QCOMPARE(core.control("State"), u"1"_s);
-
-        // The Monitor starts a new copy without a new Start command: it takes up State "1".
-        core.setControl("Status", QString());
-        core.start();
-        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(core.control("Status").startsWith(u"Running"_s), kPatienceMs);
-    }
-
     void instanceUsesItsOwnSectionAndCaption() {
         Core core;
         const QString north = u"Controls:North"_s;
         const QString caption = u"North Monitor Timer"_s;
-        core.useFolderAsDatabase(north);
-        core.setControl("Command", u"1"_s, north);
         core.setControl("Command", u"3"_s);
-        core.start({u"North"_s});
+        core.startRunning({}, u"North"_s);
         QTRY_COMPARE_WITH_TIMEOUT(core.control("State", north), u"1"_s, kPatienceMs);
         QTRY_VERIFY_WITH_TIMEOUT(core.window(caption), kPatienceMs);
         QVERIFY(!core.window(kDefaultCaption));
         QCOMPARE(core.control("Command"), u"3"_s);
         QCOMPARE(core.control("State"), QString());
-
         // SIGTERM ends it as orderly as the close command.
-        ::kill(static_cast<pid_t>(core.process.processId()), SIGTERM);
-        QVERIFY(core.ended(0));
+        QVERIFY(core.endsOn(SIGTERM));
         QVERIFY(!core.window(caption));
     }
 
-    void noWindowNeverShowsOne() {
-        Core core;
-        core.useFolderAsDatabase();
-        core.setControl("Command", u"1"_s);
-        core.start({}, u"no-window, error-after:1"_s);
-        QTRY_COMPARE_WITH_TIMEOUT(core.control("State"), u"1"_s, kPatienceMs);
-        // A second after the start, well after any window would have been shown.
-        QTRY_VERIFY_WITH_TIMEOUT(!core.control("ErrorInfo").isEmpty(), kPatienceMs);
-        QVERIFY(core.clock.elapsed() >= 900);
-        QVERIFY(!core.control("ErrorInfo").trimmed().isEmpty());
-        QVERIFY(!core.window(kDefaultCaption));
+    // `windowAfterMs`: the earliest the window may show; -1: never.
+    void misbehavesOnRequest_data() {
+        QTest::addColumn<QString>("faults");
+        QTest::addColumn<int>("windowAfterMs");
+        QTest::addColumn<bool>("takesCommands");
+        QTest::newRow("no window, an error") << "no-window, error-after:1" << -1 << true;
+        QTest::newRow("slow start") << "slow-start:2" << 1900 << true;
+        QTest::newRow("database issues, deaf") << "db-issues,ignore-commands" << 0 << false;
     }
-
-    void slowStartShowsTheWindowLate() {
+    void misbehavesOnRequest() {
+        QFETCH(QString, faults);
+        QFETCH(int, windowAfterMs);
+        QFETCH(bool, takesCommands);
         Core core;
-        core.useFolderAsDatabase();
-        core.setControl("Command", u"1"_s);
-        core.start({}, u"slow-start:2"_s);
-        QTRY_COMPARE_WITH_TIMEOUT(core.control("State"), u"1"_s, kPatienceMs);
-        // Running, and no window for two seconds (on a busy machine they may be over already).
-        QVERIFY(!core.window(kDefaultCaption) || core.clock.elapsed() >= 1900);
-        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
-        QVERIFY(core.clock.elapsed() >= 1900);
-    }
-
-    void dbIssuesAndIgnoredCommands() {
-        Core core;
-        core.useFolderAsDatabase();
-        core.setControl("Command", u"1"_s);
-        core.start({}, u"db-issues,ignore-commands"_s);
-        QTRY_COMPARE_WITH_TIMEOUT(core.control("CoreHasDBIssues"), u"1"_s, kPatienceMs);
-        // The first tick has written the status: had it taken the command, it would have then.
+        core.startRunning(faults);
+        // The first tick writes the status: had it taken the command, it would have then.
         QTRY_VERIFY_WITH_TIMEOUT(!core.control("Status").isEmpty(), kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
-        QCOMPARE(core.control("Command"), u"1"_s);
-        QVERIFY(core.control("State") != QLatin1String("1"));
-        // Signals still end it.
-        ::kill(static_cast<pid_t>(core.process.processId()), SIGINT);
-        QVERIFY(core.ended(0));
+        QCOMPARE(core.control("State") == QLatin1String("1"), takesCommands);
+        QCOMPARE(core.control("Command"), takesCommands ? u"0"_s : u"1"_s);
+        QCOMPARE(core.control("CoreHasDBIssues") == QLatin1String("1"),
+                 faults.contains(u"db-issues"_s));
+        if (windowAfterMs < 0) {
+            QTRY_VERIFY_WITH_TIMEOUT(!core.control("ErrorInfo").trimmed().isEmpty(), kPatienceMs);
+            QVERIFY(core.clock.elapsed() >= 900);
+            QVERIFY(!core.window(kDefaultCaption));
+        } else {
+            // On a busy machine the delay may be over already.
+            QVERIFY(!core.window(kDefaultCaption) || core.clock.elapsed() >= windowAfterMs);
+            QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
+            QVERIFY(core.clock.elapsed() >= windowAfterMs);
+        }
+        QVERIFY(core.endsOn(SIGINT));
     }
 
     void sendsUnsentMessagesWhileSendingIsOn() {
         Core core;
-        QVERIFY(copyDatabaseInto(core.dir.path()));
+        QVERIFY(core.createDatabase(core.dir.path(), true));
         const QString file = core.dir.filePath(u"helpdesk.sqlite3"_s);
         const QString unsent = u"select count(*) from Messages where Sent is null"_s;
         const int demoUnsent = sql(file, unsent);
@@ -239,14 +185,12 @@ class TestHvxMonCore : public QObject {
         const int alreadySent =
             sql(file, u"select count(*) from Messages where Sent is not null"_s);
 
-        core.useFolderAsDatabase();
-        core.setControl("StopSendingEmail", u"1"_s, kOptions);
-        core.setControl("Command", u"1"_s);
-        core.start();
+        core.setControl("StopSendingEmail", u"1"_s, u"Options"_s);
+        core.startRunning();
         QTRY_VERIFY_WITH_TIMEOUT(core.control("Status").contains(u"sending is off"_s), kPatienceMs);
         QCOMPARE(sql(file, unsent), demoUnsent);
 
-        core.setControl("StopSendingEmail", u"0"_s, kOptions);
+        core.setControl("StopSendingEmail", u"0"_s, u"Options"_s);
         core.setControl("Command", u"4"_s);
         QTRY_COMPARE_WITH_TIMEOUT(sql(file, unsent), 0, kPatienceMs);
         QTRY_VERIFY_WITH_TIMEOUT(
@@ -264,9 +208,7 @@ class TestHvxMonCore : public QObject {
         Core core;
         QVERIFY(hvx::test::writeFile(core.dir.filePath(u"db.ini"_s),
                                      "[Database]\nType = JET\nLocation = gone.sqlite3\n"));
-        core.useFolderAsDatabase();
-        core.setControl("Command", u"1"_s);
-        core.start();
+        core.startRunning();
         QTRY_COMPARE_WITH_TIMEOUT(core.control("CoreHasDBIssues"), u"1"_s, kPatienceMs);
         QTRY_VERIFY_WITH_TIMEOUT(
             core.control("Status").startsWith(u"Running; database unreachable"_s), kPatienceMs);
@@ -288,7 +230,7 @@ class TestHvxMonCore : public QObject {
         QFETCH(QString, caption);
         // Single-instance and no DBINIPath: the db.ini beside the program counts.
         Core core;
-        QVERIFY(copyDatabaseInto(core.app));
+        QVERIFY(core.createDatabase(core.app));
         if (!termSql.isEmpty()) {
             QCOMPARE(sql(core.app + u"/helpdesk.sqlite3"_s, termSql), 0);
         }
