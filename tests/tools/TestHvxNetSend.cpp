@@ -1,4 +1,7 @@
+#include "commands/NetSendAlerts.h"
+#include "fakes/TestEnvironment.h"
 #include "fakes/TestFiles.h"
+#include "platform/posix/SpawnProcessLauncher.h"
 #include "support/Patience.h"
 #include "support/ToolRun.h"
 #include "support/WebhookServer.h"
@@ -19,6 +22,7 @@
 #include <utmpx.h>
 #include <cstring>
 
+using namespace Qt::StringLiterals;
 using hvx::test::ToolRun;
 using hvx::test::WebhookServer;
 
@@ -79,39 +83,61 @@ class TestHvxNetSend : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
-    void webhookReceivesTheJsonBody_data() {
+    // Straight from the command line, or from the Monitor's alert batch through the real
+    // launcher, which hands a text above 64 KiB over on standard input (an argument would fail
+    // above 128 KiB).
+    void webhookReceivesTheWholeTextAsJson_data() {
         QTest::addColumn<QString>("destination");
         QTest::addColumn<QString>("text");
-        QTest::newRow("blanks and quotes around") << "  \"%1\"  "
-                                                  << " Monitor error ";
+        QTest::addColumn<bool>("fromTheMonitor");
+        QTest::newRow("blanks and quotes around")
+            << u"  \"%1\"  "_s << u" Monitor error "_s << false;
         QTest::newRow("shell characters, line breaks, non-ASCII")
-            << "%1"
-            << QStringLiteral(
-                   "It's \"down\"; $(touch pwned-a) `touch pwned-b` | touch pwned-c "
-                   "&& echo $HOME\nGrüße\t日本");
+            << u"%1"_s
+            << u"It's \"down\"; $(touch pwned-a) `touch pwned-b` | touch pwned-c && echo $HOME\n"
+               "Grüße\t日本"_s
+            << false;
+        // Varied, so that a cut or a repeated block cannot pass for the whole.
+        QString long_;
+        for (int i = 0; long_.size() < 1024 * 1024; ++i) {
+            long_ += u"alert %1 é; "_s.arg(i);
+        }
+        QTest::newRow("1 MiB from the Monitor") << u"%1"_s << long_.left(1024 * 1024) << true;
+        QTest::newRow("a lone dash from the Monitor") << u"%1"_s << u"-"_s << true;
     }
-    void webhookReceivesTheJsonBody() {
+    void webhookReceivesTheWholeTextAsJson() {
         QFETCH(QString, destination);
         QFETCH(QString, text);
+        QFETCH(bool, fromTheMonitor);
         WebhookServer hook;
         QTemporaryDir folder;
-
-        const ToolRun run = netSend({destination.arg(hook.url()), text}, {}, {}, folder.path());
-
-        QVERIFY2(run.code == 0, qPrintable(run.err));
+        if (fromTheMonitor) {
+            hvx::test::TestEnvironment t;
+            hvx::SpawnProcessLauncher launcher;
+            t.env.launcher = &launcher;
+            t.env.applicationFolder = qEnvironmentVariable("HVX_BIN_DIR");
+            t.setControl("AlertMsg", text, u"Options"_s);
+            t.setControl("AlertOp1", destination.arg(hook.url()), u"Options"_s);
+            hvx::SendOperatorAlerts(*t.ctx);
+            QTRY_COMPARE_WITH_TIMEOUT(hook.requests().size(), 1u, hvx::test::kPatienceMs);
+        } else {
+            const ToolRun run = netSend({destination.arg(hook.url()), text}, {}, {}, folder.path());
+            QVERIFY2(run.code == 0, qPrintable(run.err));
+            QCOMPARE(QDir(folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+                     QStringList());
+        }
         QCOMPARE(hook.requests().size(), 1u);
         const WebhookServer::Request& request = hook.requests()[0];
         QCOMPARE(request.method + ' ' + request.target, QByteArray("POST /hook"));
         QVERIFY(request.headers.value("content-type").startsWith("application/json"));
         const QJsonObject body = QJsonDocument::fromJson(request.body).object();
-        QCOMPARE(body.value(QStringLiteral("text")).toString(), text);
-        QCOMPARE(body.value(QStringLiteral("computer")).toString(), QSysInfo::machineHostName());
-        const QString time = body.value(QStringLiteral("time")).toString();
+        const QString arrived = body.value(u"text"_s).toString();
+        QVERIFY2(arrived == text, qPrintable(QString::number(arrived.size())));
+        QCOMPARE(body.value(u"computer"_s).toString(), QSysInfo::machineHostName());
+        const QString time = body.value(u"time"_s).toString();
         const QDateTime when = QDateTime::fromString(time, Qt::ISODate);
         QVERIFY2(when.isValid() && when.timeSpec() != Qt::LocalTime, qPrintable(time));
         QVERIFY2(qAbs(when.secsTo(QDateTime::currentDateTime())) < 120, qPrintable(time));
-        QCOMPARE(QDir(folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-                 QStringList());
     }
 
     void webhookFailuresEndWithinTheTimeOut_data() {
