@@ -263,7 +263,6 @@ class TestHvxNetSend : public QObject {
     void wrongUsageExitsWithTwo_data() {
         QTest::addColumn<QStringList>("arguments");
         QTest::newRow("nothing") << QStringList();
-        QTest::newRow("three arguments") << QStringList{"ops", "Monitor", "error"};
         QTest::newRow("blank quoted destination") << QStringList{"  \"  \" ", "x"};
         QTest::newRow("option-like user") << QStringList{"-rf", "x"};
         QTest::newRow("option-like recipient") << QStringList{"mailto:-oQ/tmp/x@example.com", "x"};
