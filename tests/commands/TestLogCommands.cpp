@@ -16,7 +16,6 @@ namespace {
 // A window whose core application runs (State "1", button "Suspend"), with a log file.
 struct LogRig {
     LogRig() {
-        t.ctx->applicationTitle = QStringLiteral("Help Desk Monitor");
         t.errors().SetLogFile(log);
         writeFile(log, "2026-11-23 10:00:00  TRACE  Started\n");
         window.findChild<QPushButton*>(QStringLiteral("cmdCommand"))

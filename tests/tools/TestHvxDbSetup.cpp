@@ -130,12 +130,9 @@ void TestHvxDbSetup::createsThenRepairsWithoutLosingRows() {
 void TestHvxDbSetup::refusesBadUsage_data() {
     QTest::addColumn<QStringList>("arguments");
     QTest::newRow("nothing") << QStringList();
-    QTest::newRow("no folder") << QStringList{"--demo"};
     QTest::newRow("unknown type") << QStringList{"--db-ini", "/tmp", "--type", "ORACLE"};
     QTest::newRow("server without connection")
         << QStringList{"--db-ini", "/tmp", "--type", "SQLSERVER"};
-    QTest::newRow("connection for a file")
-        << QStringList{"--db-ini", "/tmp", "--type", "JET", "--connection", "Server=x"};
     QTest::newRow("bad connection text")
         << QStringList{"--db-ini", "/tmp", "--type", "SQLSERVER", "--connection", "Pwd={x"};
 }

@@ -78,9 +78,6 @@ class TestHvxReg : public QObject {
         QTest::newRow("set without value")
             << QStringList{"set", "Options", "A"} << u"wrong number"_s;
         QTest::newRow("empty section") << QStringList{"get", "", "A"} << u"must not be empty"_s;
-        QTest::newRow("--key and a section")
-            << QStringList{"--key", "K", "set", "S", "A", "B"} << u"wrong number"_s;
-        QTest::newRow("unknown option") << QStringList{"--frobnicate", "list"} << u"--frobnicate"_s;
         QTest::newRow("number that is not")
             << QStringList{"set", "--number", "A", "B", "x"} << u"not a 32-bit whole number"_s;
     }
