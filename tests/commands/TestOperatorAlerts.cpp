@@ -42,7 +42,7 @@ QStringList storedAlertValues(TestEnvironment& t) {
 }
 
 QString makeProgram(const QString& folder, bool executable = true) {
-    const QString path = folder + QStringLiteral("/hvx-net-send");
+    QString path = folder + QStringLiteral("/hvx-net-send");
     if (executable) {
         writeScript(path, {});
     } else {

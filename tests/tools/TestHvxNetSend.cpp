@@ -98,11 +98,12 @@ class TestHvxNetSend : public QObject {
                "Grüße\t日本"_s
             << false;
         // Varied, so that a cut or a repeated block cannot pass for the whole.
+        constexpr qsizetype kMiB = qsizetype{1024} * 1024;
         QString long_;
-        for (int i = 0; long_.size() < 1024 * 1024; ++i) {
+        for (int i = 0; long_.size() < kMiB; ++i) {
             long_ += u"alert %1 é; "_s.arg(i);
         }
-        QTest::newRow("1 MiB from the Monitor") << u"%1"_s << long_.left(1024 * 1024) << true;
+        QTest::newRow("1 MiB from the Monitor") << u"%1"_s << long_.left(kMiB) << true;
         QTest::newRow("a lone dash from the Monitor") << u"%1"_s << u"-"_s << true;
     }
     void webhookReceivesTheWholeTextAsJson() {
