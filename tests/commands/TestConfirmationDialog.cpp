@@ -8,15 +8,15 @@
 #include <QScreen>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace hvx;
 using namespace hvx::test;
 
 namespace {
 
 // The Monitor's exit question, loaded.
-std::unique_ptr<dlgMessageWithTurnOff> question(
-    TestEnvironment& t, const QString& message,
-    const QString& key = QStringLiteral("ExitMonitor")) {
+std::unique_ptr<dlgMessageWithTurnOff> question(TestEnvironment& t, const QString& message,
+                                                const QString& key = u"ExitMonitor"_s) {
     auto dialog = std::make_unique<dlgMessageWithTurnOff>(*t.ctx);
     dialog->SetMsg(message);
     dialog->SetYesNo(true);
@@ -51,7 +51,7 @@ class TestConfirmationDialog : public QObject {
         QFETCH(long, response);
         QFETCH(QString, button);
         TestEnvironment t;
-        auto dialog = question(t, QStringLiteral("Are you sure you want to exit?"), key);
+        auto dialog = question(t, u"Are you sure you want to exit?"_s, key);
         auto* box = child<QCheckBox>(dialog.get(), "chkNoMore");
         QCOMPARE(box->isVisibleTo(dialog.get()), !key.isEmpty());
         box->setChecked(true);
@@ -63,9 +63,8 @@ class TestConfirmationDialog : public QObject {
         }
         QCOMPARE(dialog->Response(), response);
         QCOMPARE(dialog->Cancelled(), button.isEmpty());
-        QCOMPARE(t.control("ExitMonitor", QStringLiteral("Warnings")),
-                 key.isEmpty() ? QStringLiteral("<missing>") : QStringLiteral("1"));
-        QCOMPARE(t.control("", QStringLiteral("Warnings")), QStringLiteral("<missing>"));
+        QCOMPARE(t.control("ExitMonitor", u"Warnings"_s), key.isEmpty() ? u"<missing>"_s : u"1"_s);
+        QCOMPARE(t.control("", u"Warnings"_s), u"<missing>"_s);
     }
 
     void buttonSets_data() {
@@ -86,7 +85,7 @@ class TestConfirmationDialog : public QObject {
         QFETCH(QList<int>, lefts);
         TestEnvironment t;
         dlgMessageWithTurnOff dialog(*t.ctx);
-        dialog.SetMsg(QStringLiteral("Question"));
+        dialog.SetMsg(u"Question"_s);
         dialog.SetOKOnly(set == 0);
         dialog.SetYesNo(set == 0 || set == 2);
         dialog.SetOKCancel(set == 1);
@@ -111,7 +110,7 @@ class TestConfirmationDialog : public QObject {
         QTest::newRow("one word") << "Exit?" << 1;
         QTest::newRow("one sentence") << "Are you sure you want to exit the Monitor?" << 1;
         QTest::newRow("three lines") << "First line\nSecond line\nThird line" << 3;
-        QTest::newRow("long") << QStringLiteral("A rather long sentence. ").repeated(40) << 0;
+        QTest::newRow("long") << u"A rather long sentence. "_s.repeated(40) << 0;
     }
     void theLayoutFollowsTheMessage() {
         QFETCH(QString, message);
@@ -129,14 +128,14 @@ class TestConfirmationDialog : public QObject {
         const QRect labelTwips = dialog->twipsGeometry(label);
         const QRect yesTwips = dialog->twipsGeometry(yes);
         QVERIFY2(qAbs(yesTwips.top() - (labelTwips.top() + labelTwips.height()) - 660) <= 15,
-                 qPrintable(QStringLiteral("%1 %2").arg(yesTwips.top()).arg(labelTwips.bottom())));
+                 qPrintable(u"%1 %2"_s.arg(yesTwips.top()).arg(labelTwips.bottom())));
         QVERIFY(dialog->rect().contains(yes->geometry()));
 
         const QRect frame = dialog->frameGeometry();
         QVERIFY2(frame.width() > dialog->width(), "the platform shows no frame to centre by");
         const QPoint offCentre = frame.center() - dialog->screen()->geometry().center();
         QVERIFY2(qAbs(offCentre.x()) <= 1 && qAbs(offCentre.y()) <= 1,
-                 qPrintable(QStringLiteral("%1 %2").arg(offCentre.x()).arg(offCentre.y())));
+                 qPrintable(u"%1 %2"_s.arg(offCentre.x()).arg(offCentre.y())));
     }
 };
 

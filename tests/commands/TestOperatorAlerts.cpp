@@ -17,6 +17,7 @@
 #include <QTest>
 #include <QTimer>
 
+using namespace Qt::StringLiterals;
 using namespace hvx;
 using namespace hvx::test;
 
@@ -28,7 +29,7 @@ const QStringList kStored{"old", "one", "", ""};
 // The message, then the destinations.
 void storeAlertValues(TestEnvironment& t, const QStringList& values) {
     for (int i = 0; i < values.size(); ++i) {
-        t.setControl(qPrintable(kAlertValues[i]), values[i], QStringLiteral("Options"));
+        t.setControl(qPrintable(kAlertValues[i]), values[i], u"Options"_s);
     }
 }
 
@@ -36,13 +37,13 @@ void storeAlertValues(TestEnvironment& t, const QStringList& values) {
 QStringList storedAlertValues(TestEnvironment& t) {
     QStringList values;
     for (const QString& name : kAlertValues) {
-        values.append(t.control(qPrintable(name), QStringLiteral("Options")));
+        values.append(t.control(qPrintable(name), u"Options"_s));
     }
     return values;
 }
 
 QString makeProgram(const QString& folder, bool executable = true) {
-    QString path = folder + QStringLiteral("/hvx-net-send");
+    QString path = folder + u"/hvx-net-send"_s;
     if (executable) {
         writeScript(path, {});
     } else {
@@ -89,7 +90,7 @@ class TestOperatorAlerts : public QObject {
         const QString program = makeProgram(t.env.applicationFolder);
         storeAlertValues(t, QStringList{message} + destinations);
         if (startsFail) {
-            t.launcher.failWith = LaunchResult{false, 8, QStringLiteral("Exec format error")};
+            t.launcher.failWith = LaunchResult{false, 8, u"Exec format error"_s};
         }
 
         SendOperatorAlerts(*t.ctx);
@@ -124,7 +125,7 @@ class TestOperatorAlerts : public QObject {
             onPath ? makeProgram(pathFolder.path()) : QString()};
         const auto restorePath = qScopeGuard([saved = qgetenv("PATH")] { qputenv("PATH", saved); });
         qputenv("PATH", pathFolder.path().toLocal8Bit());
-        storeAlertValues(t, {QStringLiteral("Monitor error"), QStringLiteral("supervisor1")});
+        storeAlertValues(t, {u"Monitor error"_s, u"supervisor1"_s});
 
         SendOperatorAlerts(*t.ctx);
 
@@ -137,7 +138,7 @@ class TestOperatorAlerts : public QObject {
         TestEnvironment t;
         NetSendSetup(*t.ctx);
         QCOMPARE(t.errors().reports.size(), 1);
-        QVERIFY(t.errors().reports[0].endsWith(QStringLiteral("(Code 11110 in HvxMonitor.exe)")));
+        QVERIFY(t.errors().reports[0].endsWith(u"(Code 11110 in HvxMonitor.exe)"_s));
     }
 
     // The stored texts are shown as they are, blanks kept. Each box is filled as its value is
@@ -171,12 +172,12 @@ class TestOperatorAlerts : public QObject {
         QCOMPARE(texts, shown);
 
         created = 0;
-        const QString log = t.folder.filePath(QStringLiteral("unattended.jsonl"));
-        UnattendedSession session(log, QStringLiteral("cancel"));
+        const QString log = t.folder.filePath(u"unattended.jsonl"_s);
+        UnattendedSession session(log, u"cancel"_s);
         UnattendedOperatorName(*t.ctx, session).Show();
         const QJsonObject loaded = jsonLines(log).value(0);
-        texts = QStringList{loaded.value(QStringLiteral("message")).toString()};
-        for (const auto& destination : loaded.value(QStringLiteral("destinations")).toArray()) {
+        texts = QStringList{loaded.value(u"message"_s).toString()};
+        for (const auto& destination : loaded.value(u"destinations"_s).toArray()) {
             texts.append(destination.toString());
         }
         QCOMPARE(texts, shown);
@@ -233,8 +234,8 @@ class TestOperatorAlerts : public QObject {
         const QObject scope;
         QTimer::singleShot(0, &scope, [&] {
             if (QWidget* modal = QApplication::activeModalWidget()) {
-                QTest::keyClicks(box(*modal, 0), QStringLiteral("Core down"));
-                QTest::keyClicks(box(*modal, 3), QStringLiteral("ops"));
+                QTest::keyClicks(box(*modal, 0), u"Core down"_s);
+                QTest::keyClicks(box(*modal, 3), u"ops"_s);
                 QTest::keyClick(box(*modal, 3), Qt::Key_Return);
                 answered = true;
             }
@@ -256,8 +257,8 @@ class TestOperatorAlerts : public QObject {
     void unattendedTakesTheTypedTexts() {
         TestEnvironment t;
         storeAlertValues(t, kStored);
-        UnattendedSession session(t.folder.filePath(QStringLiteral("unattended.jsonl")),
-                                  QStringLiteral("ok:Core down;ops;;\"help desk\""));
+        UnattendedSession session(t.folder.filePath(u"unattended.jsonl"_s),
+                                  u"ok:Core down;ops;;\"help desk\""_s);
 
         UnattendedOperatorName(*t.ctx, session).Show();
 

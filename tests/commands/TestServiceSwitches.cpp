@@ -4,6 +4,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace hvx;
 using namespace hvx::test;
 
@@ -34,9 +35,8 @@ class TestServiceSwitches : public QObject {
         QCOMPARE(checks, sendingWasOff ? 1 : 0);
         QCOMPARE(t.errors().ErrorNumber(), err::CannotCreateComponent);
         QCOMPARE(t.errors().reports.size(), 1);
-        QVERIFY2(
-            t.errors().reports.front().endsWith(QStringLiteral("(Code 11125 in HvxMonitor.exe)")),
-            qPrintable(t.errors().reports.front()));
+        QVERIFY2(t.errors().reports.front().endsWith(u"(Code 11125 in HvxMonitor.exe)"_s),
+                 qPrintable(t.errors().reports.front()));
         QVERIFY(!ignoreClick);
     }
 };

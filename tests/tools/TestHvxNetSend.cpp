@@ -34,7 +34,7 @@ ToolRun netSend(const QStringList& arguments, const char* variable = nullptr,
     if (variable != nullptr) {
         extra.insert(QString::fromLatin1(variable), value);
     }
-    return hvx::test::runTool(QStringLiteral("hvx-net-send"), arguments, extra, folder);
+    return hvx::test::runTool(u"hvx-net-send"_s, arguments, extra, folder);
 }
 
 // A pseudo terminal standing in for a login session, in raw mode: reads back exactly what
@@ -159,10 +159,10 @@ class TestHvxNetSend : public QObject {
         if (status < 0) {
             QTcpServer closed;
             QVERIFY(closed.listen(QHostAddress::LocalHost));
-            url = QStringLiteral("http://127.0.0.1:%1/hook").arg(closed.serverPort());
+            url = u"http://127.0.0.1:%1/hook"_s.arg(closed.serverPort());
         }
 
-        const ToolRun run = netSend({url, QStringLiteral("Monitor error")});
+        const ToolRun run = netSend({url, u"Monitor error"_s});
 
         QCOMPARE(run.code, 1);
         QVERIFY2(run.err.contains(complaint), qPrintable(run.err));
@@ -186,33 +186,32 @@ class TestHvxNetSend : public QObject {
         QFETCH(int, sendmailStatus);
         QFETCH(int, code);
         QTemporaryDir folder;
-        const QString sendmail = folder.filePath(QStringLiteral("sendmail"));
+        const QString sendmail = folder.filePath(u"sendmail"_s);
         if (sendmailStatus >= 0) {
             QVERIFY(hvx::test::writeScript(
                 sendmail, "printf '%s\\n' \"$@\" > \"$0.args\"\ncat > \"$0.mail\"\nexit " +
                               QByteArray::number(sendmailStatus) + "\n"));
         }
 
-        const ToolRun run =
-            netSend({QStringLiteral("mailto:") + recipient, QStringLiteral("Core down\n.\nstill")},
-                    "HVX_SENDMAIL", sendmail, folder.path());
+        const ToolRun run = netSend({u"mailto:"_s + recipient, u"Core down\n.\nstill"_s},
+                                    "HVX_SENDMAIL", sendmail, folder.path());
 
         QVERIFY2(run.code == code, qPrintable(run.err));
         if (sendmailStatus < 0) {
-            QVERIFY2(run.err.contains(QStringLiteral("no local sendmail")), qPrintable(run.err));
+            QVERIFY2(run.err.contains(u"no local sendmail"_s), qPrintable(run.err));
             return;
         }
-        QFile arguments(sendmail + QStringLiteral(".args"));
-        QFile mail(sendmail + QStringLiteral(".mail"));
+        QFile arguments(sendmail + u".args"_s);
+        QFile mail(sendmail + u".mail"_s);
         QVERIFY(arguments.open(QIODevice::ReadOnly) && mail.open(QIODevice::ReadOnly));
         QCOMPARE(arguments.readAll(), "-oi\n--\n" + recipient.toUtf8() + '\n');
         const QString message = QString::fromUtf8(mail.readAll());
-        QVERIFY2(message.startsWith(QStringLiteral("To: ") + recipient + QLatin1Char('\n')) &&
-                     message.contains(QStringLiteral("\nSubject: Help Desk Monitor alert from ") +
+        QVERIFY2(message.startsWith(u"To: "_s + recipient + QLatin1Char('\n')) &&
+                     message.contains(u"\nSubject: Help Desk Monitor alert from "_s +
                                       QSysInfo::machineHostName() + QLatin1Char('\n')) &&
-                     message.endsWith(QStringLiteral("\n\nCore down\n.\nstill\n")),
+                     message.endsWith(u"\n\nCore down\n.\nstill\n"_s),
                  qPrintable(message));
-        QVERIFY(!QFile::exists(folder.filePath(QStringLiteral("pwned"))));
+        QVERIFY(!QFile::exists(folder.filePath(u"pwned"_s)));
     }
 
     // Only the user's live sessions count; a terminal with messages off gets nothing.
@@ -234,15 +233,15 @@ class TestHvxNetSend : public QObject {
         QCOMPARE(::chmod(session.path.constData(), static_cast<mode_t>(mode)), 0);
         QCOMPARE(::chmod(ended.path.constData(), 0620), 0);
         QTemporaryDir folder;
-        QFile records(folder.filePath(QStringLiteral("utmp")));
+        QFile records(folder.filePath(u"utmp"_s));
         QVERIFY(records.open(QIODevice::WriteOnly));
         ended.record(records, DEAD_PROCESS, "alertee");
         session.record(records, USER_PROCESS, "alertee");
         ended.record(records, USER_PROCESS, "someone");
         records.close();
 
-        const ToolRun run = netSend({user, QStringLiteral("Core down\x1b[2J\nsecond line")},
-                                    "HVX_UTMP", records.fileName());
+        const ToolRun run =
+            netSend({user, u"Core down\x1b[2J\nsecond line"_s}, "HVX_UTMP", records.fileName());
 
         QVERIFY2(run.code == (complaint.isEmpty() ? 0 : 1), qPrintable(run.err));
         QVERIFY2(run.err.contains(complaint), qPrintable(run.err));
@@ -273,7 +272,7 @@ class TestHvxNetSend : public QObject {
         QFETCH(QStringList, arguments);
         const ToolRun run = netSend(arguments);
         QCOMPARE(run.code, 2);
-        QVERIFY2(run.err.contains(QStringLiteral("usage: hvx-net-send")), qPrintable(run.err));
+        QVERIFY2(run.err.contains(u"usage: hvx-net-send"_s), qPrintable(run.err));
     }
 };
 
