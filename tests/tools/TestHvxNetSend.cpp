@@ -146,7 +146,6 @@ class TestHvxNetSend : public QObject {
         QTest::addColumn<QString>("complaint");
         QTest::addColumn<int>("atLeastMs");
         QTest::newRow("server error") << 500 << "HTTP 500" << 0;
-        QTest::newRow("redirect not followed") << 302 << "HTTP 302" << 0;
         QTest::newRow("closed port") << -1 << "127.0.0.1" << 0;
         QTest::newRow("silent server") << 0 << "/hook" << 4'000;
     }
