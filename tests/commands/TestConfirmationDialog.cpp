@@ -1,7 +1,5 @@
-#include "channel/RegFunctions.h"
 #include "commands/ui/dlgMessageWithTurnOff.h"
 #include "fakes/TestEnvironment.h"
-#include "platform/RegistryStore.h"
 
 #include <QCheckBox>
 #include <QFontMetrics>
@@ -10,18 +8,19 @@
 #include <QScreen>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace hvx;
 using namespace hvx::test;
 
 namespace {
 
-std::unique_ptr<dlgMessageWithTurnOff> exitQuestion(TestEnvironment& t, const QString& message) {
+// The Monitor's exit question, loaded.
+std::unique_ptr<dlgMessageWithTurnOff> question(TestEnvironment& t, const QString& message,
+                                                const QString& key = u"ExitMonitor"_s) {
     auto dialog = std::make_unique<dlgMessageWithTurnOff>(*t.ctx);
-    dialog->SetFormCaption(QStringLiteral("Help Desk Monitor - Exit"));
     dialog->SetMsg(message);
     dialog->SetYesNo(true);
-    dialog->SetWarningOffKey(QStringLiteral("ExitMonitor"));
-    dialog->SetWarningOffMessage(QStringLiteral("Don't ask me this again"));
+    dialog->SetWarningOffKey(key);
     dialog->SetPictureType(MessageWithTurnOffDialog::kQuestion);
     dialog->Form_Load();
     return dialog;
@@ -38,70 +37,55 @@ class TestConfirmationDialog : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
-    void theCloseBoxAnswersNothing() {
-        TestEnvironment t;
-        auto dialog = exitQuestion(t, QStringLiteral("Are you sure you want to exit?"));
-        QVERIFY(dialog->Cancelled());
-        dialog->close();
-        QCOMPARE(dialog->Response(), 0L);
-        QVERIFY(dialog->Cancelled());
-        QCOMPARE(t.control("ExitMonitor", QStringLiteral("Warnings")), QStringLiteral("<missing>"));
+    // The box is ticked in every row; `button` empty: the close box.
+    void theTurnOffIsRecordedHoweverItCloses_data() {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<long>("response");
+        QTest::addColumn<QString>("button");
+        QTest::newRow("close box") << "ExitMonitor" << 0L << "";
+        QTest::newRow("No") << "ExitMonitor" << 7L << "cmdNo";
+        QTest::newRow("empty key: no box") << "" << 6L << "cmdYes";
     }
-
-    void aTickedBoxIsRecordedWhateverTheAnswer() {
+    void theTurnOffIsRecordedHoweverItCloses() {
+        QFETCH(QString, key);
+        QFETCH(long, response);
+        QFETCH(QString, button);
         TestEnvironment t;
-        auto dialog = exitQuestion(t, QStringLiteral("Are you sure you want to exit?"));
-        QCOMPARE(child<QCheckBox>(dialog.get(), "chkNoMore")->text(),
-                 QStringLiteral("Don't ask me this again"));
-        child<QCheckBox>(dialog.get(), "chkNoMore")->setChecked(true);
-        child<QPushButton>(dialog.get(), "cmdNo")->click();
-        QCOMPARE(dialog->Response(), 7L);
-        QVERIFY(!dialog->Cancelled());
-        QCOMPARE(t.control("ExitMonitor", QStringLiteral("Warnings")), QStringLiteral("1"));
-    }
-
-    void anEmptyKeyHidesTheBoxAndWritesNothing() {
-        TestEnvironment t;
-        dlgMessageWithTurnOff dialog(*t.ctx);
-        dialog.SetMsg(QStringLiteral("Go on?"));
-        dialog.SetOKCancel(true);
-        dialog.Form_Load();
-        QVERIFY(!child<QCheckBox>(&dialog, "chkNoMore")->isVisibleTo(&dialog));
-        child<QCheckBox>(&dialog, "chkNoMore")->setChecked(true);
-        child<QPushButton>(&dialog, "cmdCancel")->click();
-        QCOMPARE(dialog.Response(), 2L);
-        QVERIFY(dialog.Cancelled());
-        std::vector<RegistryStore::Entry> warnings;
-        t.env.registryStore()->ListValues(RegistryStore::kCurrentUser,
-                                          sectionKeyPath(*t.ctx, QStringLiteral("Warnings")),
-                                          warnings);
-        QVERIFY(warnings.empty());
+        auto dialog = question(t, u"Are you sure you want to exit?"_s, key);
+        auto* box = child<QCheckBox>(dialog.get(), "chkNoMore");
+        QCOMPARE(box->isVisibleTo(dialog.get()), !key.isEmpty());
+        box->setChecked(true);
+        dialog->show();
+        if (button.isEmpty()) {
+            dialog->close();
+        } else {
+            child<QPushButton>(dialog.get(), qPrintable(button))->click();
+        }
+        QCOMPARE(dialog->Response(), response);
+        QCOMPARE(dialog->Cancelled(), button.isEmpty());
+        QCOMPARE(t.control("ExitMonitor", u"Warnings"_s), key.isEmpty() ? u"<missing>"_s : u"1"_s);
+        QCOMPARE(t.control("", u"Warnings"_s), u"<missing>"_s);
     }
 
     void buttonSets_data() {
         QTest::addColumn<int>("set");
         QTest::addColumn<QStringList>("visible");
         QTest::addColumn<QList<int>>("lefts");
-        QTest::addColumn<QString>("defaultButton");
-        const auto row = [](const char* name, int set, const QString& visible,
-                            const QList<int>& lefts, const char* defaultButton) {
-            QTest::newRow(name) << set << visible.split(QLatin1Char(' ')) << lefts
-                                << QString::fromLatin1(defaultButton);
-        };
-        row("OK only wins over YesNo", 0, QStringLiteral("cmdOK"), {5550}, "cmdOK");
-        row("OK Cancel", 1, QStringLiteral("cmdCancel cmdOK"), {5550, 4275}, "cmdOK");
-        row("Yes No", 2, QStringLiteral("cmdNo cmdYes"), {5550, 4275}, "cmdYes");
-        row("Yes No Cancel", 3, QStringLiteral("cmdCancel cmdNo cmdYes"), {5550, 4275, 3000},
-            "cmdYes");
+        // The first is the default button.
+        QTest::newRow("OK only wins over YesNo") << 0 << QStringList{"cmdOK"} << QList<int>{5550};
+        QTest::newRow("OK Cancel")
+            << 1 << QStringList{"cmdOK", "cmdCancel"} << QList<int>{4275, 5550};
+        QTest::newRow("Yes No") << 2 << QStringList{"cmdYes", "cmdNo"} << QList<int>{4275, 5550};
+        QTest::newRow("Yes No Cancel")
+            << 3 << QStringList{"cmdYes", "cmdCancel", "cmdNo"} << QList<int>{3000, 5550, 4275};
     }
     void buttonSets() {
         QFETCH(int, set);
         QFETCH(QStringList, visible);
         QFETCH(QList<int>, lefts);
-        QFETCH(QString, defaultButton);
         TestEnvironment t;
         dlgMessageWithTurnOff dialog(*t.ctx);
-        dialog.SetMsg(QStringLiteral("Question"));
+        dialog.SetMsg(u"Question"_s);
         dialog.SetOKOnly(set == 0);
         dialog.SetYesNo(set == 0 || set == 2);
         dialog.SetOKCancel(set == 1);
@@ -111,60 +95,47 @@ class TestConfirmationDialog : public QObject {
             auto* button = child<QPushButton>(&dialog, name);
             const qsizetype at = visible.indexOf(QString::fromLatin1(name));
             QCOMPARE(button->isVisibleTo(&dialog), at >= 0);
+            QCOMPARE(button->isDefault(), at == 0);
             if (at >= 0) {
                 QCOMPARE(dialog.twipsGeometry(button).left(), lefts[at]);
             }
-            QCOMPARE(button->isDefault(), defaultButton == QLatin1String(name));
         }
     }
 
-    // The label takes the lines its wrapped text needs, no more.
-    void theLabelFitsItsLines_data() {
+    // The label takes the lines its wrapped text needs, no more (`lines` 0: not counted); the
+    // buttons stay 660 twips below it, inside a dialog centred by its frame.
+    void theLayoutFollowsTheMessage_data() {
         QTest::addColumn<QString>("message");
         QTest::addColumn<int>("lines");
         QTest::newRow("one word") << "Exit?" << 1;
         QTest::newRow("one sentence") << "Are you sure you want to exit the Monitor?" << 1;
         QTest::newRow("three lines") << "First line\nSecond line\nThird line" << 3;
+        QTest::newRow("long") << u"A rather long sentence. "_s.repeated(40) << 0;
     }
-    void theLabelFitsItsLines() {
+    void theLayoutFollowsTheMessage() {
         QFETCH(QString, message);
         QFETCH(int, lines);
         TestEnvironment t;
-        auto dialog = exitQuestion(t, message);
-        const QLabel* label = child<QLabel>(dialog.get(), "Label1");
+        auto dialog = question(t, message);
+        const auto* label = child<QLabel>(dialog.get(), "Label1");
         const QFontMetrics metrics(label->font());
-        QVERIFY2(label->height() >= lines * metrics.height(),
-                 qPrintable(QString::number(label->height())));
-        QVERIFY2(label->height() < lines * metrics.lineSpacing() + metrics.height() / 2,
-                 qPrintable(QString::number(label->height())));
-    }
+        if (lines > 0) {
+            QVERIFY2(label->height() >= lines * metrics.height() &&
+                         label->height() < lines * metrics.lineSpacing() + metrics.height() / 2,
+                     qPrintable(QString::number(label->height())));
+        }
+        auto* yes = child<QPushButton>(dialog.get(), "cmdYes");
+        const QRect labelTwips = dialog->twipsGeometry(label);
+        const QRect yesTwips = dialog->twipsGeometry(yes);
+        QVERIFY2(qAbs(yesTwips.top() - (labelTwips.top() + labelTwips.height()) - 660) <= 15,
+                 qPrintable(u"%1 %2"_s.arg(yesTwips.top()).arg(labelTwips.bottom())));
+        QVERIFY(dialog->rect().contains(yes->geometry()));
 
-    // Centred by its outer size: the frame's centre is the screen's.
-    void theDialogIsCentredWithItsFrame() {
-        TestEnvironment t;
-        auto dialog = exitQuestion(t, QStringLiteral("Exit?"));
         const QRect frame = dialog->frameGeometry();
         QVERIFY2(frame.width() > dialog->width(), "the platform shows no frame to centre by");
-        const QRect screen = dialog->screen()->geometry();
-        QVERIFY(qAbs(frame.center().x() - screen.center().x()) <= 1);
-        QVERIFY(qAbs(frame.center().y() - screen.center().y()) <= 1);
-    }
-
-    void aLongMessageGrowsTheDialogAndKeepsTheGap() {
-        TestEnvironment t;
-        auto shortOne = exitQuestion(t, QStringLiteral("Exit?"));
-        auto longOne = exitQuestion(
-            t, QString(40, QLatin1Char(' '))
-                   .replace(QLatin1Char(' '), QStringLiteral("A rather long sentence. ")));
-        for (dlgMessageWithTurnOff* dialog : {shortOne.get(), longOne.get()}) {
-            const QRect label = dialog->twipsGeometry(child<QLabel>(dialog, "Label1"));
-            const QRect yes = dialog->twipsGeometry(child<QPushButton>(dialog, "cmdYes"));
-            const QRect box = dialog->twipsGeometry(child<QCheckBox>(dialog, "chkNoMore"));
-            QVERIFY2(qAbs(yes.top() - (label.top() + label.height()) - 660) <= 15,
-                     qPrintable(QStringLiteral("%1 %2").arg(yes.top()).arg(label.bottom())));
-            QVERIFY(qAbs((box.top() + box.height()) - (yes.top() + yes.height())) <= 15);
-        }
-        QVERIFY(longOne->height() > shortOne->height());
+        const QPoint offCentre = frame.center() - dialog->screen()->geometry().center();
+        QVERIFY2(qAbs(offCentre.x()) <= 1 && qAbs(offCentre.y()) <= 1,
+                 qPrintable(u"%1 %2"_s.arg(offCentre.x()).arg(offCentre.y())));
     }
 };
 

@@ -1,4 +1,3 @@
-#include "channel/RegFunctions.h"
 #include "fakes/TestEnvironment.h"
 #include "fakes/TestFiles.h"
 #include "settings/SystemSettings.h"
@@ -9,6 +8,7 @@
 #include <QPushButton>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace hvx;
 using namespace hvx::test;
 
@@ -17,27 +17,20 @@ namespace {
 // A window whose core application runs (State "1", button "Suspend"), with a log file.
 struct LogRig {
     LogRig() {
-        t.ctx->applicationTitle = QStringLiteral("Help Desk Monitor");
-        log = t.folder.filePath(QStringLiteral("monitorlog.txt"));
         t.errors().SetLogFile(log);
         writeFile(log, "2026-11-23 10:00:00  TRACE  Started\n");
-        window = std::make_unique<frmMonitor>(*t.ctx, settings);
-        window->findChild<QPushButton*>(QStringLiteral("cmdCommand"))
-            ->setText(QStringLiteral("Suspend"));
+        window.findChild<QPushButton*>(u"cmdCommand"_s)->setText(u"Suspend"_s);
         setState("1");
-        t.setControl("Command", QStringLiteral("0"));
+        t.setControl("Command", u"0"_s);
     }
     void setState(const char* state) { t.setControl("State", QString::fromLatin1(state)); }
+    QFrame* indicator() { return window.findChild<QFrame*>(u"ErrorLogFrame"_s); }
 
     TestEnvironment t;
     SystemSettings settings;
-    QString log;
-    std::unique_ptr<frmMonitor> window;
+    QString log = t.folder.filePath(u"monitorlog.txt"_s);
+    frmMonitor window{*t.ctx, settings};
 };
-
-const QString kSuspendFirst = QStringLiteral(
-    "The Monitor must be suspended before you do this.  Would you like the Monitor to be suspended "
-    "now?");
 
 }  // namespace
 
@@ -45,11 +38,12 @@ class TestLogCommands : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
+    // Through a double click on the indicator, which views the log as the menu does.
     void aMissingLogIsEmptyWithoutAQuestion() {
         LogRig r;
         QFile::remove(r.log);
-        r.window->mnuViewErrorLog_Click();
-        QCOMPARE(r.t.boxes.texts(), QStringList{QStringLiteral("The log file is empty")});
+        QTest::mouseDClick(r.indicator(), Qt::LeftButton);
+        QCOMPARE(r.t.boxes.texts(), QStringList{u"The log file is empty"_s});
         QCOMPARE(r.t.boxes.shown().front().icon, MessageIcon::Information);
         QVERIFY(r.t.fileOpener.opened.isEmpty());
     }
@@ -57,82 +51,71 @@ class TestLogCommands : public QObject {
     void viewingWhileRunningOffersToSuspend() {
         LogRig r;
         r.t.boxes.queue(MessageAnswer::No);
-        r.window->mnuViewErrorLog_Click();
-        QCOMPARE(r.t.boxes.texts(), QStringList{kSuspendFirst});
-        QCOMPARE(r.t.control("Command"), QStringLiteral("0"));
+        r.window.mnuViewErrorLog_Click();
+        QCOMPARE(r.t.boxes.texts(),
+                 QStringList{QStringLiteral("The Monitor must be suspended before you do this.  "
+                                            "Would you like the Monitor to be suspended now?")});
+        QCOMPARE(r.t.control("Command"), u"0"_s);
         QVERIFY(r.t.fileOpener.opened.isEmpty());
 
         r.t.boxes.queue(MessageAnswer::Yes);
-        r.window->mnuViewErrorLog_Click();
-        QCOMPARE(r.t.control("Command"), QStringLiteral("3"));
-        QCOMPARE(r.t.fileOpener.opened, QStringList{QStringLiteral("/usr/bin/editor ") + r.log});
+        r.window.mnuViewErrorLog_Click();
+        QCOMPARE(r.t.control("Command"), u"3"_s);
+        QCOMPARE(r.t.fileOpener.opened, QStringList{u"/usr/bin/editor "_s + r.log});
     }
 
     void theViewersTwoFailures() {
         LogRig r;
         r.setState("2");
         r.t.fileOpener.program.reset();
-        r.window->mnuViewErrorLog_Click();
-        QCOMPARE(r.t.boxes.texts().last(),
-                 QStringLiteral("Could not find a program associated with ") + r.log +
-                     QStringLiteral(". Please open the file using your normal text editor."));
-        r.t.fileOpener.program = QStringLiteral("/usr/bin/editor");
+        r.window.mnuViewErrorLog_Click();
+        r.t.fileOpener.program = u"/usr/bin/editor"_s;
         r.t.fileOpener.opens = false;
-        r.window->mnuViewErrorLog_Click();
-        QCOMPARE(r.t.boxes.texts().last(),
-                 QLatin1Char('"') + r.log +
-                     QStringLiteral(
-                         "\" was not opened. Please open the file using your normal text editor."));
+        r.window.mnuViewErrorLog_Click();
+        const QString advice = u". Please open the file using your normal text editor."_s;
+        QCOMPARE(r.t.boxes.texts(),
+                 QStringList({u"Could not find a program associated with "_s + r.log + advice,
+                              QLatin1Char('"') + r.log + u"\" was not opened"_s + advice}));
         QCOMPARE(r.t.boxes.shown().back().icon, MessageIcon::Exclamation);
-    }
-
-    void aDoubleClickOnTheIndicatorViews() {
-        LogRig r;
-        r.setState("0");
-        QTest::mouseDClick(r.window->findChild<QFrame*>(QStringLiteral("ErrorLogFrame")),
-                           Qt::LeftButton);
-        QCOMPARE(r.t.fileOpener.opened.size(), 1);
     }
 
     void clearingTheLogNeverAsksToSuspend() {
         LogRig r;
         r.t.boxes.queue(MessageAnswer::Yes);
-        r.window->mnuClearLogFile_Click();
-        QCOMPARE(r.t.boxes.texts(),
-                 QStringList{QStringLiteral("Are you sure you want to clear the log file?")});
-        QCOMPARE(r.t.errors().writes.last(), QStringLiteral("ClearLogFile()"));
-        QCOMPARE(r.t.control("Command"), QStringLiteral("0"));
+        r.window.mnuClearLogFile_Click();
+        QCOMPARE(r.t.boxes.texts(), QStringList{u"Are you sure you want to clear the log file?"_s});
+        QCOMPARE(r.t.errors().writes.last(), u"ClearLogFile()"_s);
+        QCOMPARE(r.t.control("Command"), u"0"_s);
     }
 
     void clearingTheWarningWhileRunningOnlyOffersToSuspend() {
         LogRig r;
-        r.t.setControl("ErrorInfo", QStringLiteral("mail down"));
-        r.window->ShowStatus();
-        auto* indicator = r.window->findChild<QFrame*>(QStringLiteral("ErrorLogFrame"));
-        QVERIFY(indicator->isVisibleTo(r.window.get()));
+        r.t.setControl("ErrorInfo", u"mail down"_s);
+        r.window.ShowStatus();
+        QVERIFY(r.indicator()->isVisibleTo(&r.window));
         r.t.boxes.queue(MessageAnswer::Yes);
-        r.window->mnuClearErrorWarning_Click();
+        r.window.mnuClearErrorWarning_Click();
         QVERIFY(r.t.boxes.texts().front().startsWith(QStringLiteral(
             "The Monitor must be suspended and resumed to clear the Error Warning.\r\n\r\n")));
-        QCOMPARE(r.t.control("Command"), QStringLiteral("3"));
-        QCOMPARE(r.t.control("ErrorInfo"), QStringLiteral("mail down"));
-        QVERIFY(indicator->isVisibleTo(r.window.get()));
+        QCOMPARE(r.t.control("Command"), u"3"_s);
+        QCOMPARE(r.t.control("ErrorInfo"), u"mail down"_s);
+        QVERIFY(r.indicator()->isVisibleTo(&r.window));
 
         r.setState("2");
-        r.window->mnuClearErrorWarning_Click();
+        r.window.mnuClearErrorWarning_Click();
         QCOMPARE(r.t.control("ErrorInfo"), QString());
-        QVERIFY(!indicator->isVisibleTo(r.window.get()));
+        QVERIFY(!r.indicator()->isVisibleTo(&r.window));
     }
 
     void sendingAsksFirst() {
         LogRig r;
-        r.t.ctx->shortCompanyName = QStringLiteral("Halvex");
+        r.t.ctx->shortCompanyName = u"Halvex"_s;
         r.t.boxes.queue(MessageAnswer::No);
-        r.window->mnuSendLogToHalvex_Click();
+        r.window.mnuSendLogToHalvex_Click();
         QCOMPARE(r.t.boxes.texts(),
                  QStringList{QStringLiteral(
                      "Are you sure you want to send the log file to Halvex Support?")});
-        QCOMPARE(r.t.control("Command"), QStringLiteral("0"));
+        QCOMPARE(r.t.control("Command"), u"0"_s);
     }
 };
 

@@ -4,6 +4,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace hvx;
 using namespace hvx::test;
 
@@ -12,35 +13,30 @@ class TestServiceSwitches : public QObject {
 
   private Q_SLOTS:
     // The old-messages check stores codes of its own before the write; a failed write is still
-    // the Send Email handler's error.
+    // the Send Email handler's error. `sendingWasOff`: ticking, after the check.
     void aFailedSendEmailWriteIsReported_data() {
         QTest::addColumn<bool>("sendingWasOff");
-        QTest::addColumn<bool>("ticked");
-        QTest::newRow("unticking") << false << false;
-        QTest::newRow("ticking after the check") << true << true;
+        QTest::newRow("unticking") << false;
+        QTest::newRow("ticking") << true;
     }
     void aFailedSendEmailWriteIsReported() {
         QFETCH(bool, sendingWasOff);
-        QFETCH(bool, ticked);
         TestEnvironment t;
         t.env.registryStore = nullptr;
         t.ctx->stop.sendingEmail = sendingWasOff;
         bool ignoreClick = false;
         int checks = 0;
-        applySendEmailSwitch(
-            *t.ctx, ignoreClick, ticked,
-            [&] {
-                ++checks;
-                t.ctx->procedureCode = 11121;
-                return 1;
-            },
-            [] { QFAIL("nothing was cancelled"); });
+        const auto check = [&] {
+            ++checks;
+            t.ctx->procedureCode = 11121;
+            return 1;
+        };
+        applySendEmailSwitch(*t.ctx, ignoreClick, sendingWasOff, check, [] { QFAIL("untick"); });
         QCOMPARE(checks, sendingWasOff ? 1 : 0);
-        QCOMPARE(t.errors().reports.size(), 1);
         QCOMPARE(t.errors().ErrorNumber(), err::CannotCreateComponent);
-        QVERIFY2(
-            t.errors().reports.front().endsWith(QStringLiteral("(Code 11125 in HvxMonitor.exe)")),
-            qPrintable(t.errors().reports.front()));
+        QCOMPARE(t.errors().reports.size(), 1);
+        QVERIFY2(t.errors().reports.front().endsWith(u"(Code 11125 in HvxMonitor.exe)"_s),
+                 qPrintable(t.errors().reports.front()));
         QVERIFY(!ignoreClick);
     }
 };

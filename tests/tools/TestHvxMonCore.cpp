@@ -4,11 +4,9 @@
 
 #include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QProcess>
 #include <QSqlDatabase>
 #include <QSqlQuery>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <csignal>
@@ -18,7 +16,6 @@ using hvx::test::kPatienceMs;
 
 namespace {
 
-const QString kOptions = u"Options"_s;
 const QString kDefaultCaption = u"Halvex Help Desk Monitor Timer"_s;
 
 // One run of HvxMonCore on a private store and a session of its own per test (a window left
@@ -36,54 +33,50 @@ class Core : public hvx::test::Installation {
         }
     }
 
-    void start(const QStringList& arguments = {}, const QString& faults = {}) {
+    void start(const QString& faults = {}) {
         QProcessEnvironment env = environment;
         env.insert(u"HVX_CORE_FAULT"_s, faults);
         process.setProcessEnvironment(env);
         process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process.start(app + u"/HvxMonCore"_s, arguments);
+        process.start(app + u"/HvxMonCore"_s,
+                      instance.isEmpty() ? QStringList() : QStringList{instance});
         clock.start();
     }
+    // Started with Command "1" waiting. The database folder is the test's folder: a db.ini
+    // beside the program stays out of the test.
+    void startRunning(const QString& faults = {}) {
+        setControl("DBINIPath", dir.path(), section());
+        setControl("Command", u"1"_s, section());
+        start(faults);
+    }
+    QString section() const {
+        return instance.isEmpty() ? u"Controls"_s : u"Controls:"_s + instance;
+    }
+    QString value(const char* name) const { return control(name, section()); }
     bool ended(int expectedCode) {
         return process.waitForFinished(kPatienceMs) &&
                process.exitStatus() == QProcess::NormalExit && process.exitCode() == expectedCode;
     }
-    // The test's folder holds no db.ini: named as the database folder, it keeps any db.ini
-    // beside the program out of the test.
-    void useFolderAsDatabase(const QString& section = u"Controls"_s) {
-        setControl("DBINIPath", dir.path(), section);
+    bool endsOn(int signal) {
+        ::kill(static_cast<pid_t>(process.processId()), signal);
+        return ended(0);
     }
 
+    QString instance;
     QProcess process;
     QElapsedTimer clock;
 };
 
-// A help-desk database with demonstration messages, made once by hvx-dbsetup (which takes
-// a while) and copied into each test's folder: db.ini names the file relatively.
-QTemporaryDir* databaseTemplate = nullptr;
-
-bool copyDatabaseInto(const QString& folder) {
-    const QDir from(databaseTemplate->path());
-    for (const QString& name : from.entryList(QDir::Files)) {
-        if (!QFile::copy(from.filePath(name), QDir(folder).filePath(name))) {
-            return false;
-        }
-    }
-    return QFile::exists(QDir(folder).filePath(u"db.ini"_s));
-}
-
-// Runs `statement` on the file database: the first value of its first row (0 when it gives
-// no row), or -1 when it failed.
+// The first value of the first row of `statement` on the file database (0 without a row), or
+// -1 when it failed.
 int sql(const QString& file, const QString& statement) {
     int first = -1;
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"check"_s);
         db.setDatabaseName(file);
-        if (db.open()) {
-            QSqlQuery query(db);
-            if (query.exec(statement)) {
-                first = query.next() ? query.value(0).toInt() : 0;
-            }
+        QSqlQuery query(db);
+        if (db.open() && query.exec(statement)) {
+            first = query.next() ? query.value(0).toInt() : 0;
         }
     }
     QSqlDatabase::removeDatabase(u"check"_s);
@@ -96,49 +89,47 @@ class TestHvxMonCore : public QObject {
     Q_OBJECT
 
   private Q_SLOTS:
-    void initTestCase() {
-        databaseTemplate = new QTemporaryDir;
-        QProcess setup;
-        setup.start(qEnvironmentVariable("HVX_BIN_DIR") + u"/hvx-dbsetup"_s,
-                    {u"--db-ini"_s, databaseTemplate->path(), u"--demo"_s});
-        QVERIFY(setup.waitForFinished(kPatienceMs));
-        QCOMPARE(setup.exitCode(), 0);
+    void followsTheCommandsUntilItsEnd_data() {
+        QTest::addColumn<QString>("instance");
+        QTest::addColumn<QString>("caption");
+        QTest::newRow("single instance") << QString() << kDefaultCaption;
+        QTest::newRow("instance North") << u"North"_s << u"North Monitor Timer"_s;
     }
-    void cleanupTestCase() {
-        delete databaseTemplate;
-        databaseTemplate = nullptr;
-    }
-
-    void commandsDriveStateAndWindow() {
+    void followsTheCommandsUntilItsEnd() {
+        QFETCH(QString, instance);
+        QFETCH(QString, caption);
         Core core;
-        core.useFolderAsDatabase();
-        core.setControl("Command", u"1"_s);
-        core.start();
-        QTRY_COMPARE_WITH_TIMEOUT(core.control("State"), u"1"_s, kPatienceMs);
-        QCOMPARE(core.control("Command"), u"0"_s);
-        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(core.control("Status").startsWith(u"Running"_s), kPatienceMs);
-        QCOMPARE(core.control("Processing"), u"0"_s);
-
-        const struct {
-            const char* command;
-            const char* state;
-        } steps[] = {{"3", "2"}, {"2", "1"}};
-        for (const auto& step : steps) {
-            core.setControl("Command", QLatin1String(step.command));
-            // The command is taken (reset) before the new state is written.
-            QTRY_COMPARE_WITH_TIMEOUT(core.control("State"), QLatin1String(step.state),
-                                      kPatienceMs);
-            QCOMPARE(core.control("Command"), u"0"_s);
-        }
+        core.instance = instance;
+        // An instance leaves the single-instance section alone.
+        core.setControl("Command", u"3"_s);
+        core.startRunning();
+        QTRY_COMPARE_WITH_TIMEOUT(core.value("State"), u"1"_s, kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(core.window(caption), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(core.value("Status").startsWith(u"Running"_s), kPatienceMs);
+        QCOMPARE(core.value("Processing"), u"0"_s);
+        // Suspend and Resume are the Monitor's own end-to-end test.
         // The Monitor clears Status when it gives Suspend or Resume; the core writes it again.
-        core.setControl("Status", QString());
-        QTRY_VERIFY_WITH_TIMEOUT(core.control("Status").startsWith(u"Running"_s), kPatienceMs);
+        core.setControl("Status", QString(), core.section());
+        QTRY_VERIFY_WITH_TIMEOUT(core.value("Status").startsWith(u"Running"_s), kPatienceMs);
 
-        core.setControl("Command", u"5"_s);
+        // A renewal ends this copy; the next, started without a Start command, runs on.
+        core.setControl("Command", u"6"_s, core.section());
         QVERIFY(core.ended(0));
-        QVERIFY(!core.window(kDefaultCaption));
-        QCOMPARE(core.control("Command"), u"0"_s);
+        QVERIFY(!core.window(caption));
+        core.setControl("Status", QString(), core.section());
+        core.start();
+        QTRY_VERIFY_WITH_TIMEOUT(core.window(caption), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(core.value("Status").startsWith(u"Running"_s), kPatienceMs);
+        // The close command ends it, and so does SIGTERM.
+        if (instance.isEmpty()) {
+            core.setControl("Command", u"5"_s);
+            QVERIFY(core.ended(0));
+            QCOMPARE(core.value("Command"), u"0"_s);
+        } else {
+            QVERIFY(core.endsOn(SIGTERM));
+        }
+        QVERIFY(!core.window(caption));
+        QVERIFY(instance.isEmpty() || core.control("Command") + core.control("State") == u"3"_s);
     }
 
     // No close command can reach a copy whose store cannot be used: it ends by itself.
@@ -150,88 +141,23 @@ class TestHvxMonCore : public QObject {
         QCOMPARE(core.process.exitCode(), 4);
     }
 
-    void renewCommandEndsAndNextCopyGoesOnRunning() {
+    // Misbehaviour on request, for trying the Monitor by hand: no window, database issues,
+    // commands ignored and an error after a second.
+    void misbehavesOnRequest() {
         Core core;
-        core.useFolderAsDatabase();
-        core.setControl("Command", u"1"_s);
-        core.start();
-        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
-        core.setControl("Command", u"6"_s);
-        QVERIFY(core.ended(0));
-        QVERIFY(!core.window(kDefaultCaption));
-        QCOMPARE(core.control("State"), u"1"_s);
-
-        // The Monitor starts a new copy without a new Start command: it takes up State "1".
-        core.setControl("Status", QString());
-        core.start();
-        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(core.control("Status").startsWith(u"Running"_s), kPatienceMs);
-    }
-
-    void instanceUsesItsOwnSectionAndCaption() {
-        Core core;
-        const QString north = u"Controls:North"_s;
-        const QString caption = u"North Monitor Timer"_s;
-        core.useFolderAsDatabase(north);
-        core.setControl("Command", u"1"_s, north);
-        core.setControl("Command", u"3"_s);
-        core.start({u"North"_s});
-        QTRY_COMPARE_WITH_TIMEOUT(core.control("State", north), u"1"_s, kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(core.window(caption), kPatienceMs);
-        QVERIFY(!core.window(kDefaultCaption));
-        QCOMPARE(core.control("Command"), u"3"_s);
-        QCOMPARE(core.control("State"), QString());
-
-        // SIGTERM ends it as orderly as the close command.
-        ::kill(static_cast<pid_t>(core.process.processId()), SIGTERM);
-        QVERIFY(core.ended(0));
-        QVERIFY(!core.window(caption));
-    }
-
-    void noWindowNeverShowsOne() {
-        Core core;
-        core.useFolderAsDatabase();
-        core.setControl("Command", u"1"_s);
-        core.start({}, u"no-window, error-after:1"_s);
-        QTRY_COMPARE_WITH_TIMEOUT(core.control("State"), u"1"_s, kPatienceMs);
-        // A second after the start, well after any window would have been shown.
-        QTRY_VERIFY_WITH_TIMEOUT(!core.control("ErrorInfo").isEmpty(), kPatienceMs);
+        core.startRunning(u"no-window, db-issues,ignore-commands,error-after:1"_s);
+        QTRY_VERIFY_WITH_TIMEOUT(!core.value("ErrorInfo").trimmed().isEmpty(), kPatienceMs);
         QVERIFY(core.clock.elapsed() >= 900);
-        QVERIFY(!core.control("ErrorInfo").trimmed().isEmpty());
+        QCOMPARE(core.value("CoreHasDBIssues"), u"1"_s);
+        QCOMPARE(core.value("Command"), u"1"_s);
+        QVERIFY(core.value("State") != QLatin1String("1"));
         QVERIFY(!core.window(kDefaultCaption));
-    }
-
-    void slowStartShowsTheWindowLate() {
-        Core core;
-        core.useFolderAsDatabase();
-        core.setControl("Command", u"1"_s);
-        core.start({}, u"slow-start:2"_s);
-        QTRY_COMPARE_WITH_TIMEOUT(core.control("State"), u"1"_s, kPatienceMs);
-        // Running, and no window for two seconds (on a busy machine they may be over already).
-        QVERIFY(!core.window(kDefaultCaption) || core.clock.elapsed() >= 1900);
-        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
-        QVERIFY(core.clock.elapsed() >= 1900);
-    }
-
-    void dbIssuesAndIgnoredCommands() {
-        Core core;
-        core.useFolderAsDatabase();
-        core.setControl("Command", u"1"_s);
-        core.start({}, u"db-issues,ignore-commands"_s);
-        QTRY_COMPARE_WITH_TIMEOUT(core.control("CoreHasDBIssues"), u"1"_s, kPatienceMs);
-        // The first tick has written the status: had it taken the command, it would have then.
-        QTRY_VERIFY_WITH_TIMEOUT(!core.control("Status").isEmpty(), kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
-        QCOMPARE(core.control("Command"), u"1"_s);
-        QVERIFY(core.control("State") != QLatin1String("1"));
-        // Signals still end it.
-        ::kill(static_cast<pid_t>(core.process.processId()), SIGINT);
-        QVERIFY(core.ended(0));
+        QVERIFY(core.endsOn(SIGINT));
     }
 
     void sendsUnsentMessagesWhileSendingIsOn() {
         Core core;
-        QVERIFY(copyDatabaseInto(core.dir.path()));
+        QVERIFY(core.createDatabase(core.dir.path(), true));
         const QString file = core.dir.filePath(u"helpdesk.sqlite3"_s);
         const QString unsent = u"select count(*) from Messages where Sent is null"_s;
         const int demoUnsent = sql(file, unsent);
@@ -239,14 +165,12 @@ class TestHvxMonCore : public QObject {
         const int alreadySent =
             sql(file, u"select count(*) from Messages where Sent is not null"_s);
 
-        core.useFolderAsDatabase();
-        core.setControl("StopSendingEmail", u"1"_s, kOptions);
-        core.setControl("Command", u"1"_s);
-        core.start();
+        core.setControl("StopSendingEmail", u"1"_s, u"Options"_s);
+        core.startRunning();
         QTRY_VERIFY_WITH_TIMEOUT(core.control("Status").contains(u"sending is off"_s), kPatienceMs);
         QCOMPARE(sql(file, unsent), demoUnsent);
 
-        core.setControl("StopSendingEmail", u"0"_s, kOptions);
+        core.setControl("StopSendingEmail", u"0"_s, u"Options"_s);
         core.setControl("Command", u"4"_s);
         QTRY_COMPARE_WITH_TIMEOUT(sql(file, unsent), 0, kPatienceMs);
         QTRY_VERIFY_WITH_TIMEOUT(
@@ -256,46 +180,35 @@ class TestHvxMonCore : public QObject {
                  demoUnsent);
         QCOMPARE(sql(file, u"select count(*) from Messages where Sent <> LastModified"_s),
                  alreadySent);
-        QCOMPARE(core.control("Processing"), u"0"_s);
-        QVERIFY(core.control("CoreHasDBIssues") != QLatin1String("1"));
-    }
-
-    void unreachableDatabaseRaisesCoreHasDBIssues() {
-        Core core;
-        QVERIFY(hvx::test::writeFile(core.dir.filePath(u"db.ini"_s),
-                                     "[Database]\nType = JET\nLocation = gone.sqlite3\n"));
-        core.useFolderAsDatabase();
-        core.setControl("Command", u"1"_s);
-        core.start();
-        QTRY_COMPARE_WITH_TIMEOUT(core.control("CoreHasDBIssues"), u"1"_s, kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(
-            core.control("Status").startsWith(u"Running; database unreachable"_s), kPatienceMs);
-        // Without a database the title is the string table's.
-        QTRY_VERIFY_WITH_TIMEOUT(core.window(kDefaultCaption), kPatienceMs);
     }
 
     void titleFollowsTheMonitors_data() {
         QTest::addColumn<QString>("termSql");
         QTest::addColumn<QString>("caption");
-        QTest::newRow("term from the database") << QString() << "Help Desk Monitor Timer";
+        // The term from the database is the Monitor's end-to-end test.
         QTest::newRow("term missing: its key")
             << "delete from Terms where TermKey = 'SHORT_PRODUCT_NAME_MONITOR'"
             << "SHORT_PRODUCT_NAME_MONITOR Timer";
         QTest::newRow("no Terms table: string table") << "drop table Terms" << kDefaultCaption;
+        QTest::newRow("database unreachable: string table") << "unreachable" << kDefaultCaption;
     }
     void titleFollowsTheMonitors() {
         QFETCH(QString, termSql);
         QFETCH(QString, caption);
         // Single-instance and no DBINIPath: the db.ini beside the program counts.
         Core core;
-        QVERIFY(copyDatabaseInto(core.app));
-        if (!termSql.isEmpty()) {
-            QCOMPARE(sql(core.app + u"/helpdesk.sqlite3"_s, termSql), 0);
-        }
+        QVERIFY(core.createDatabase(core.app));
+        const QString file = core.app + u"/helpdesk.sqlite3"_s;
+        const bool unreachable = termSql == QLatin1String("unreachable");
+        QVERIFY(termSql.isEmpty() || (unreachable ? QFile::remove(file) : sql(file, termSql) == 0));
         core.setControl("Command", u"1"_s);
         core.start();
         QTRY_VERIFY_WITH_TIMEOUT(core.window(caption), kPatienceMs);
-        QCOMPARE(core.control("State"), u"1"_s);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            core.value("Status").startsWith(unreachable ? u"Running; database unreachable"_s
+                                                        : u"Running"_s),
+            kPatienceMs);
+        QCOMPARE(core.value("CoreHasDBIssues") == QLatin1String("1"), unreachable);
     }
 };
 
