@@ -7,6 +7,7 @@
 #include "fakes/StubDatabaseManager.h"
 #include "fakes/TestEnvironment.h"
 
+#include <QFile>
 #include <QTest>
 
 #include <optional>
@@ -96,6 +97,50 @@ class TestChannel : public QObject {
     }
 
     // The description is kept as it comes, blanks and all.
+    // A section kept from scope to scope is listed again after any change to the store,
+    // whoever made it.
+    void aKeptSectionFollowsEveryChange_data() {
+        QTest::addColumn<QString>("change");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("another process writes") << "other"
+                                                << "2";
+        QTest::newRow("this process writes") << "own"
+                                             << "2";
+        QTest::newRow("this process deletes") << "delete"
+                                              << "none";
+        QTest::newRow("a fresh file takes its place") << "fresh"
+                                                      << "none";
+    }
+
+    void aKeptSectionFollowsEveryChange() {
+        QFETCH(QString, change);
+        QFETCH(QString, expected);
+        test::TestEnvironment t;
+        AppContext& ctx = *t.ctx;
+        const QString controls = ctx.controlsSection;
+        SaveRegValue(ctx, controls, value::kState, QStringLiteral("1"));
+        SectionSnapshot kept;
+        const auto read = [&] {
+            const SharedSectionReads reads(ctx, controls, kept);
+            return GetRegValue(ctx, controls, value::kState, QStringLiteral("none"));
+        };
+        QCOMPARE(read(), QStringLiteral("1"));
+        if (change == QLatin1String("other")) {
+            SqliteRegistryStore::factory(t.registryPath)()->SetValue(
+                RegistryStore::kCurrentUser, sectionKeyPath(ctx, controls), value::kState,
+                QStringLiteral("2"), RegistryStore::kTypeString, true);
+        } else if (change == QLatin1String("own")) {
+            SaveRegValue(ctx, controls, value::kState, QStringLiteral("2"));
+        } else if (change == QLatin1String("delete")) {
+            DeleteRegValue(ctx, controls, value::kState);
+        } else {
+            for (const char* suffix : {"", "-wal", "-shm"}) {
+                QFile::remove(t.registryPath + QLatin1String(suffix));
+            }
+        }
+        QCOMPARE(read(), expected);
+    }
+
     void reportWritesNumberDescriptionTextInOrder() {
         test::TestEnvironment t;
         t.ctx->procedureCode = 11051;
