@@ -130,9 +130,6 @@ class TestStatusDisplay : public QObject {
                          uptime->width() - 4,
                      longest);
         }
-        const QString description = QStringLiteral("v12.00.1 [Access>/home/helpdesk/north/db]");
-        r.window->UpdateStatusBar(description, 3);
-        QCOMPARE(r.panel(3)->toolTip(), description);
         // Side by side, none over another.
         QVERIFY(uptime->geometry().right() < r.panel(2)->x());
         QVERIFY(r.panel(2)->geometry().right() < r.panel(3)->x());
