@@ -18,6 +18,9 @@ class TestLogRecordFormat : public QObject {
                                << QByteArray("Monitor Started\n");
         QTest::newRow("trailing breaks dropped")
             << QStringLiteral("Closed\r\n\r\n") << QByteArray("Closed\n");
+        QTest::newRow("forged line after CR LF")
+            << QStringLiteral("999\r\n2026-01-01 00:00:00  ERROR  forged")
+            << QByteArray("999\n\t2026-01-01 00:00:00  ERROR  forged\n");
         QTest::newRow("lone CR and LF")
             << QStringLiteral("a\rb\nc\n\rd") << QByteArray("a\n\tb\n\tc\n\t\n\td\n");
         QTest::newRow("control characters")
