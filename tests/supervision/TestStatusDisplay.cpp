@@ -1,6 +1,8 @@
 #include "MonitorRig.h"
+#include "app/ApplicationIcon.h"
 #include "supervision/UptimeText.h"
 
+#include <QApplication>
 #include <QEvent>
 #include <QFrame>
 #include <QLabel>
@@ -77,6 +79,25 @@ class TestStatusDisplay : public QObject {
         r.window->ShowStatus();
         QCOMPARE(label->text(), QStringLiteral("Mail server refused"));
         QCOMPARE(raised.size(), 1);
+    }
+
+    // The shipped icon is compiled in and sharp at twice the size too: rendered at that size,
+    // not scaled from a small picture. The screen's dark frame runs from 4/64 to 9/64 of the
+    // width. The window wears it, and the warning picture only while the indicator is up.
+    void theWindowWearsTheIconWhileNoErrorShows() {
+        for (const int size : {16, 64, 128}) {
+            const QImage image = applicationIcon().pixmap(size, size).toImage();
+            QCOMPARE(image.width(), size);
+            QCOMPARE(image.pixelColor(size * 6 / 64, size / 2).name(), QStringLiteral("#1f3b5c"));
+        }
+        QApplication::setWindowIcon(applicationIcon());
+        Rig r;
+        for (const char* info : {"", "Error 3021", ""}) {
+            r.set("ErrorInfo", info);
+            r.window->ShowStatus();
+            QCOMPARE(r.window->windowIcon().cacheKey() == QApplication::windowIcon().cacheKey(),
+                     *info == '\0');
+        }
     }
 
     void aPanelRepaintsOnlyWhenItsTextChanges() {
