@@ -15,9 +15,9 @@
 #include <cstring>
 
 using namespace Qt::StringLiterals;
-using hvx::test::kPatienceMs;
 using hvx::SocketWindowDirectory;
 using hvx::WindowStyle;
+using hvx::test::kPatienceMs;
 
 namespace {
 
