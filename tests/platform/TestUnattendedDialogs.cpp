@@ -1,18 +1,31 @@
 // The unattended editions of the message boxes and the dialogs: every message box a dialog shows
 // while it is open is a line of its own that takes an answer of its own, and a token that fits
-// nothing is refused.
+// nothing is refused. And the old-messages dialog and the connection wizard that an operator sees
+// in their place.
 #include "channel/RegFunctions.h"
 #include "commands/ui/UnattendedMessageWithTurnOff.h"
 #include "commands/ui/UnattendedOperatorName.h"
+#include "components/DbIni.h"
+#include "components/QtSqlDatabaseManager.h"
+#include "components/ui/QtConnectionWizard.h"
 #include "fakes/TestEnvironment.h"
 #include "fakes/TestFiles.h"
 #include "platform/qt/UnattendedMessageBoxes.h"
 #include "platform/qt/UnattendedSession.h"
 #include "settings/ui/UnattendedDeleteOldMessages.h"
+#include "settings/ui/dlgDeleteOldMessages.h"
 #include "startup/ui/dlgMonitorNames.h"
 
+#include <QAbstractButton>
+#include <QApplication>
 #include <QJsonObject>
+#include <QLabel>
+#include <QLineEdit>
+#include <QRadioButton>
+#include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
+#include <QWizard>
 
 using namespace Qt::StringLiterals;
 using namespace hvx;
@@ -61,6 +74,8 @@ bool show(Dialog dialog, TestEnvironment& t, UnattendedSession& session) {
 
 class TestUnattendedDialogs : public QObject {
     Q_OBJECT
+
+    SettableClock clock_;
 
   private Q_SLOTS:
     // "ok" does not fit Yes/No: it is refused, and the default button answers, as it does once
@@ -171,7 +186,138 @@ class TestUnattendedDialogs : public QObject {
         }
         QCOMPARE(GetRegValue(*t.ctx, u"Warnings"_s, u"ExitMonitor"_s, {}), QString());
     }
+
+    // The old-messages dialog as the operator sees it.
+    // Days are read only for the third choice.
+    void choicesAndDays_data() {
+        QTest::addColumn<int>("option");
+        QTest::addColumn<QString>("days");
+        QTest::addColumn<QString>("refusal");
+        QTest::addColumn<int>("choice");
+        QTest::addColumn<int>("daysToDelete");
+        QTest::newRow("a word") << 2 << "thirty" << u"Please type the number of days."_s << 0 << 0;
+        QTest::newRow("zero") << 2 << "0" << u"The number of days must be 1 or more."_s << 0 << 0;
+        QTest::newRow("thirty") << 2 << " 30 " << QString() << 3 << 30;
+        QTest::newRow("keep") << 0 << "thirty" << QString() << 1 << 0;
+        QTest::newRow("delete all") << 1 << "" << QString() << 2 << 0;
+    }
+    void choicesAndDays() {
+        QFETCH(int, option);
+        QFETCH(QString, days);
+        QFETCH(QString, refusal);
+        ScriptedMessageBoxes boxes;
+        dlgDeleteOldMessages dialog(boxes);
+        dialog.findChild<QRadioButton*>(u"Option1_%1"_s.arg(option))->setChecked(true);
+        dialog.findChild<QLineEdit*>(u"txtDays"_s)->setText(days);
+        dialog.cmdOK_Click();
+        QCOMPARE(boxes.texts(), refusal.isEmpty() ? QStringList() : QStringList{refusal});
+        if (!refusal.isEmpty()) {
+            QCOMPARE(boxes.shown().front().title, std::optional<QString>(u"Halvex Help Desk"_s));
+        }
+        QTEST(dialog.UserChoice(), "choice");
+        QTEST(dialog.DaysToDelete(), "daysToDelete");
+        QVERIFY(!dialog.Cancelled());
+    }
+
+    void escapeCancelsAndTheWarningIsShown() {
+        ScriptedMessageBoxes boxes;
+        dlgDeleteOldMessages dialog(boxes);
+        dialog.SetOldUnsentCount(12);
+        QString warning;
+        QTimer::singleShot(0, &dialog, [&] {
+            warning = dialog.findChild<QLabel*>(u"lblExplain"_s)->text();
+            QTest::keyClick(&dialog, Qt::Key_Escape);
+        });
+        dialog.Show();
+        QVERIFY2(warning.startsWith(u"WARNING: There are 12 unsent messages"_s),
+                 qPrintable(warning));
+        QVERIFY(dialog.Cancelled());
+        QCOMPARE(dialog.UserChoice(), DeleteOldMessagesDialog::kNoChoice);
+    }
+
+    // The connection wizard.
+    // Cancelled first, which writes nothing; then driven as an operator would: a new database
+    // file, created with the schema.
+    void aNewFileDatabaseIsCreatedTestedAndWrittenToDbIni() {
+        QTemporaryDir app;
+        QtConnectionWizard wizard(app.path(), clock_);
+        QTimer::singleShot(0, [] {
+            QTRY_VERIFY(QApplication::activeModalWidget() != nullptr);
+            qobject_cast<QWizard*>(QApplication::activeModalWidget())->reject();
+        });
+        wizard.ShowDialog();
+        QVERIFY(wizard.Cancelled());
+        QVERIFY(!QFile::exists(DbIni::pathIn(app.path())));
+
+        QString result;
+        QTimer driver;
+        connect(&driver, &QTimer::timeout, [&] {
+            auto* shown = qobject_cast<QWizard*>(QApplication::activeModalWidget());
+            if (shown == nullptr) {
+                return;
+            }
+            QWizardPage* page = shown->currentPage();
+            if (auto* path = page->findChild<QLineEdit*>(QStringLiteral("txtDatabaseFile"))) {
+                path->setText(app.filePath(QStringLiteral("new.sqlite3")));
+            }
+            if (auto* label = page->findChild<QLabel*>(QStringLiteral("lblResult"))) {
+                result = label->text();
+                driver.stop();
+                shown->button(QWizard::FinishButton)->click();
+                return;
+            }
+            shown->next();
+        });
+        driver.start(0);
+        wizard.ShowDialog();
+        QVERIFY2(result.startsWith(QStringLiteral("The connection works.")), qPrintable(result));
+        QVERIFY(!wizard.Cancelled());
+        QtSqlDatabaseManager database;
+        database.SetDbIniFolder(app.path());
+        QCOMPARE(database.Connect(QString(), true, QVariant()), 2L);
+    }
+
+    // Unattended: "jet:FILE" and "odbc:CONNECTION" are tested like the pages' entries; a failed
+    // test lets the next token try again.
+    void unattendedAnswersFromTheQueue_data() {
+        QTest::addColumn<QString>("answers");
+        QTest::addColumn<bool>("completed");
+        QTest::addColumn<QString>("refused");
+        QTest::newRow("new file") << "jet:%1" << true << QString();
+        QTest::newRow("unknown driver, then a file")
+            << "odbc:Driver={No Such Driver};Server=127.0.0.1;Database=x;Uid=u;Pwd=p4ss,jet:%1"
+            << true << QString();
+        QTest::newRow("not a connection, then cancel")
+            << "odbc:Colour=blue,cancel" << false << QString();
+        QTest::newRow("refused") << "sqlite:db" << false << "sqlite:db";
+        QTest::newRow("empty queue") << "" << false << QString();
+    }
+    void unattendedAnswersFromTheQueue() {
+        QFETCH(QString, answers);
+        QFETCH(bool, completed);
+        QFETCH(QString, refused);
+        QTemporaryDir app;
+        const QString file = app.filePath(QStringLiteral("new.sqlite3"));
+        const QString log = app.filePath(QStringLiteral("unattended.jsonl"));
+        UnattendedSession session(
+            log, answers.contains(QLatin1String("%1")) ? answers.arg(file) : answers);
+        UnattendedConnectionWizard wizard(session, app.path(), clock_);
+        wizard.ShowDialog();
+
+        QCOMPARE(!wizard.Cancelled(), completed);
+        QCOMPARE(QFile::exists(DbIni::pathIn(app.path())), completed);
+        QFile lines(log);
+        QVERIFY(lines.open(QIODevice::ReadOnly) && !lines.readAll().contains("p4ss"));
+        const QJsonObject last = jsonLines(log).last();
+        QCOMPARE(last.value(QStringLiteral("refused")).toString(), refused);
+        if (completed) {
+            QCOMPARE(DbIni::load(DbIni::pathIn(app.path())).location, file);
+            QVERIFY(last.value(QStringLiteral("result"))
+                        .toString()
+                        .startsWith(QStringLiteral("The connection works.")));
+        }
+    }
 };
 
-QTEST_GUILESS_MAIN(TestUnattendedDialogs)
+QTEST_MAIN(TestUnattendedDialogs)
 #include "TestUnattendedDialogs.moc"

@@ -155,18 +155,6 @@ class TestAppSettings : public QObject {
         cAppSettings clashing(*d.t.ctx);
         QCOMPARE(errorOf([&] { clashing.Find(); }), err::KeyAlreadyInCollection);
     }
-
-    void collectionPositionsAndRemoval() {
-        TestEnvironment t;
-        cAppSettings settings(*t.ctx);
-        settings.Add(u"B"_s, {}, u"2"_s, false, {});
-        settings.Add(u"A"_s, {}, u"1"_s, false, {});
-        QCOMPARE(settings.Item(2)->SettingName(), u"A"_s);
-        settings.Remove(u"b"_s);
-        QCOMPARE(settings.Item(1)->SettingName(), u"A"_s);
-        QVERIFY_THROWS_EXCEPTION(RuntimeError, settings.Item(2));
-        QVERIFY_THROWS_EXCEPTION(RuntimeError, settings.Remove(u"B"_s));
-    }
 };
 
 QTEST_GUILESS_MAIN(TestAppSettings)

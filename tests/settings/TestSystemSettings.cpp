@@ -150,12 +150,6 @@ class TestSystemSettings : public QObject {
         QVERIFY(!s.settings.collection);
 
         s.t.setControl("State", u"1"_s);
-        s.t.setControl("CoreHasDBIssues", u"1"_s);
-        s.t.ctx->databaseManager.reset();  // refused without touching the database
-        QCOMPARE(s.refresh(last), 0);
-        QVERIFY(last.isZero());
-        QVERIFY(s.t.errors().reports.isEmpty());
-
         s.t.setControl("CoreHasDBIssues", u"maybe"_s);
         QCOMPARE(s.refresh(last), 0);
         QVERIFY(s.t.errors().reports.last().endsWith(u"(Code 11114 in HvxMonitor.exe)"_s));

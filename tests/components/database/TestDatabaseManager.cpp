@@ -1,5 +1,6 @@
 // Runs against SQLite, or against the PostgreSQL test server when HVX_TEST_ENGINE=postgres.
 #include "ScratchDatabase.h"
+#include "components/DbIni.h"
 #include "components/HelpDeskSchema.h"
 #include "components/PasswordConcealment.h"
 #include "components/QtSqlDatabaseManager.h"
@@ -14,6 +15,8 @@
 #include <QtTest>
 
 #include <memory>
+
+#include <sys/stat.h>
 
 Q_DECLARE_METATYPE(hvx::DateValue)
 Q_DECLARE_METATYPE(hvx::DbIni)
@@ -333,6 +336,136 @@ class TestDatabaseManager : public QObject {
         const bool healthy = at < 0 && !readOnly;
         QCOMPARE(db->CheckJetDatabase(QStringLiteral("Monitor"), {}, {}, {}, 0), healthy ? 1L : 0L);
         QCOMPARE(errors_.reports.isEmpty(), healthy);
+    }
+
+    // The literals as written: what only SQL Server would read (NCHAR, a backslash before a line
+    // break) is checked here alone.
+    void literalsAsWritten_data() {
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("literal");
+        const QString nul(QChar(u'\0'));
+        const auto row = [](const char* name, const char* type, const QString& text,
+                            const QString& literal) {
+            QTest::newRow(name) << QString::fromLatin1(type) << text << literal;
+        };
+        row("server type in any case", "SqlServer", "x", "N'x'");
+        row("server NUL", "SQLSERVER", "a" + nul, "CONCAT(N'a', NCHAR(0))");
+        row("server only NUL", "SQLSERVER", nul, "NCHAR(0)");
+        row("server backslash before line break", "SQLSERVER", "a\\\r\nb\\",
+            "CONCAT(N'a\\', N'\r\nb\\')");
+        row("unknown type as JET", "ORACLE", "it's", "'it''s'");
+    }
+
+    void literalsAsWritten() {
+        QFETCH(QString, type);
+        QFETCH(QString, text);
+        QFETCH(QString, literal);
+        SqlLiteralStringFormatter formatter;
+        formatter.SetDatabaseType(type);
+        QCOMPARE(formatter.FormatText(text), literal);
+    }
+
+    // The one form that SQL Server reads alike whatever its language.
+    void serverDates() {
+        SqlLiteralValueFormatter formatter;
+        formatter.SetDatabaseType(QStringLiteral("SQLSERVER"));
+        QCOMPARE(formatter.FormatDate(DateValue::fromParts(QDate(987, 3, 4), QTime(5, 6, 7))),
+                 QStringLiteral("'0987-03-04T05:06:07'"));
+    }
+
+    void datesOutsideTheEnginesRange() {
+        SqlLiteralValueFormatter formatter;
+        const DateValue last = DateValue::fromParts(QDate(9999, 12, 31), QTime(23, 59, 59));
+        const DateValue first = DateValue::fromParts(QDate(1, 1, 1), QTime(0, 0));
+        QCOMPARE(formatter.FormatDate(first), QStringLiteral("'0001-01-01 00:00:00'"));
+        QVERIFY_THROWS_EXCEPTION(RuntimeError, formatter.FormatDate(last.addSeconds(1)));
+        QVERIFY_THROWS_EXCEPTION(RuntimeError, formatter.FormatDate(first.addSeconds(-1)));
+    }
+
+    // db.ini, which the manager reads.
+    void readsWhatOthersWrite() {
+        const DbIni ini = DbIni::parse(
+            QStringLiteral("; written by hand\r\n[Other]\r\nType=SQLSERVER\r\n"
+                           "[ database ]\r\n  type =  jet  \r\n# comment\r\n"
+                           "LOCATION=data/help desk.sqlite3\rPassword = \"  x\"\"y \"\n"));
+        QCOMPARE(ini.canonicalType(), QStringLiteral("JET"));
+        QCOMPARE(ini.location, QStringLiteral("data/help desk.sqlite3"));
+        QCOMPARE(ini.password, QStringLiteral("  x\"y "));
+    }
+
+    void awkwardValuesSurviveSaveAndLoad_data() {
+        QTest::addColumn<QString>("password");
+        QTest::newRow("plain") << QStringLiteral("secret");
+        // The fuzzer tries many more; these are the ones each layer must quote.
+        QTest::newRow("awkward") << QStringLiteral("  \"q\" ; # [Database] = }{;}} pässwörd€  ");
+    }
+
+    // Through the file, readable by its owner only, and through the ODBC connection string.
+    void awkwardValuesSurviveSaveAndLoad() {
+        QFETCH(QString, password);
+        QTemporaryDir dir;
+        DbIni ini;
+        ini.type = QStringLiteral("SQLSERVER");
+        ini.driver = QStringLiteral("PostgreSQL Unicode");
+        ini.userId = password;
+        ini.password = password;
+        const QString path = DbIni::pathIn(dir.path() + QLatin1Char('/'));
+        ini.save(path);
+        QCOMPARE(QFile::permissions(path) & (QFileDevice::ReadGroup | QFileDevice::ReadOther),
+                 QFileDevice::Permissions());
+        const DbIni back = DbIni::load(dir.filePath(QStringLiteral("db.ini")));
+        QCOMPARE(back.password, password);
+        QCOMPARE(back.userId, password);
+        QCOMPARE(back.driver, ini.driver);
+        QCOMPARE(DbIni::fromConnectionString(back.odbcConnectionString()).password, password);
+    }
+
+    // Read through the reader that takes only a small regular file (its other cases lie with
+    // the instance list): a FIFO fails at once instead of waiting for a writer.
+    void aMissingFileOrAFifoFailsAtOnce() {
+        QTemporaryDir dir;
+        const QString path = DbIni::pathIn(dir.path());
+        QCOMPARE(test::errorOf([&] { DbIni::load(path); }), err::FileNotFound);
+        QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+        try {
+            DbIni::load(path);
+            QFAIL("a FIFO was read");
+        } catch (const RuntimeError& error) {
+            QCOMPARE(error.number(), err::PathFileAccessError);
+            QCOMPARE(error.description(),
+                     QStringLiteral("Cannot read %1: Path/File access error: not a regular file")
+                         .arg(path));
+        }
+    }
+
+    void connectionText_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("fields");  // server|userId|password as read; empty: refused
+        const auto row = [](const char* name, const char* text, const char* fields) {
+            QTest::newRow(name) << QString::fromUtf8(text) << QString::fromUtf8(fields);
+        };
+        row("plain",
+            "Driver={PostgreSQL Unicode};Server=db1;Port=5432;Database=hd;UserId=u;Password=p",
+            "db1|u|p");
+        row("ODBC key names, braces", "DSN=helpdesk;Uid={a;b};Pwd={x}}y;z}", "|a;b|x}y;z");
+        row("blanks and trailing separator", " Server = db2 ; Password = {  p  } ;", "db2||  p  ");
+        row("unknown key", "Server=x;Colour=blue", "");
+        row("brace not closed", "Pwd={abc", "");
+        row("no equals sign", "Server=x;junk", "");
+    }
+
+    void connectionText() {
+        QFETCH(QString, text);
+        QFETCH(QString, fields);
+        if (fields.isEmpty()) {
+            QVERIFY_THROWS_EXCEPTION(RuntimeError, DbIni::fromConnectionString(text));
+            return;
+        }
+        const DbIni ini = DbIni::fromConnectionString(text);
+        QVERIFY(ini.isServer());
+        QCOMPARE(QStringList({ini.server, ini.userId, ini.password}).join(QLatin1Char('|')),
+                 fields);
     }
 };
 
