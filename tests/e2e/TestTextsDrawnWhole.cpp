@@ -1,3 +1,4 @@
+#include "fakes/TestFiles.h"
 #include "platform/qt/MessagePictureStyle.h"
 #include "screen/DrawnText.h"
 #include "screen/MonitorOnScreen.h"
@@ -6,6 +7,7 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
+#include <QHash>
 #include <QIcon>
 #include <QStyle>
 
@@ -13,12 +15,12 @@
 #include <optional>
 
 using namespace hvx::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kTitle = QStringLiteral("Help Desk Monitor");
-
-const QString kBoxTitle = QStringLiteral("HvxMonitor");
+const QString kTitle = u"Help Desk Monitor"_s;
+const QString kBoxTitle = u"HvxMonitor"_s;
 
 // A text as the window shows it; a wrapped one is looked for word by word, since where its
 // lines break is the label's business. Some are drawn in a font of their own (the splash's, a
@@ -39,6 +41,15 @@ struct Caption {
         return font;
     }
 };
+
+// Captions in the desktop's default font, each on one line.
+QList<Caption> plain(const QStringList& texts) {
+    QList<Caption> captions;
+    for (const QString& text : texts) {
+        captions.append({text});
+    }
+    return captions;
+}
 
 constexpr int kPictureTolerance = 24;
 
@@ -119,7 +130,7 @@ class TestTextsDrawnWhole : public QObject {
         const int room = static_cast<int>(320 * scale);
         QRect area = session_.windowGeometry(session_.activeWindow())
                          .adjusted(-room / 8, -room / 4, room, room);
-        if (window == QLatin1String("splash")) {
+        if (window == "splash") {
             area = QRect(QPoint(), QSize(480, 240) * scale);
             area.moveCenter(screen.rect().center());
         }
@@ -141,8 +152,7 @@ class TestTextsDrawnWhole : public QObject {
                 const QStringList words =
                     wordsNotDrawn(ground, caption.text, scale, caption.font());
                 if (!words.isEmpty()) {
-                    missing << caption.text.left(20) + QStringLiteral("... (words: ") +
-                                   words.join(QLatin1Char(' ')) + QLatin1Char(')');
+                    missing << caption.text.left(20) + "... (words: " + words.join(' ') + ')';
                 }
             } else if (!DrawnText(caption.text, scale, caption.font()).findIn(ground)) {
                 missing << caption.text;
@@ -154,133 +164,104 @@ class TestTextsDrawnWhole : public QObject {
     // Waits for the window to show something of its own, then a little for all of it.
     QStringList missingOnceShown(const QString& window, const QList<Caption>& captions,
                                  qreal scale) const {
-        QStringList missing = notDrawn(window, captions, scale);
-        const QDeadlineTimer shown(kScreenWaitMs);
-        while (missing.size() == captions.size() && !shown.hasExpired()) {
-            QTest::qWait(200);
+        QStringList missing;
+        within(kScreenWaitMs, [&] {
             missing = notDrawn(window, captions, scale);
-        }
-        const QDeadlineTimer painted(10000);
-        while (!missing.isEmpty() && !painted.hasExpired()) {
-            QTest::qWait(200);
+            return missing.size() < captions.size();
+        });
+        within(10000, [&] {
             missing = notDrawn(window, captions, scale);
-        }
+            return missing.isEmpty();
+        });
         // HVX_SCREEN_GRABS=FOLDER keeps what each row saw, to look at by eye.
         if (const QString folder = qEnvironmentVariable("HVX_SCREEN_GRABS"); !folder.isEmpty()) {
             QPoint origin;
             screenAround(window, scale, origin)
-                .save(folder + QLatin1Char('/') + QString::fromLatin1(QTest::currentDataTag()) +
-                      QStringLiteral(".png"));
+                .save(folder + '/' + QString::fromLatin1(QTest::currentDataTag()) + ".png");
         }
         return missing;
     }
 
     bool clickText(const QString& text, qreal scale) const {
         const DrawnText drawn(text, scale, QApplication::font());
-        const QDeadlineTimer deadline(kScreenWaitMs);
-        do {
+        return within(kScreenWaitMs, [&] {
             QPoint origin;
-            if (const auto at = drawn.findIn(screenAround(QString(), scale, origin))) {
+            const auto at = drawn.findIn(screenAround(QString(), scale, origin));
+            if (at) {
                 session_.click(origin + *at +
-                               QPoint(drawn.size().width() / 2, drawn.size().height() / 2));
-                return true;
+                               QPoint(drawn.size().width(), drawn.size().height()) / 2);
             }
-            QTest::qWait(200);
-        } while (!deadline.hasExpired());
-        return false;
+            return at.has_value();
+        });
     }
 
     // Brings `window` up on the screen as an operator would meet it.
     void open(MonitorOnScreen& monitor, const QString& window, qreal scale) {
         QVERIFY(monitor.ready());
-        const auto is = [&window](const char* name) { return window == QLatin1String(name); };
-        if (is("dlgMonitorNames")) {
-            QFile names(monitor.folder() + QStringLiteral("/monitornames.txt"));
-            QVERIFY(names.open(QIODevice::WriteOnly));
-            names.write("North, " + monitor.folder().toUtf8() + "\n");
+        if (window == "dlgMonitorNames") {
+            QVERIFY(writeFile(monitor.app + "/monitornames.txt",
+                              "North, " + monitor.app.toUtf8() + "\n"));
         }
-        if (is("dlgDeleteOldMessages") || is("error indicator")) {
+        if (window == "dlgDeleteOldMessages" || window == "error indicator") {
             // The demo's old unsent messages are questioned at the first Start.
-            QVERIFY(
-                monitor.sql(QStringLiteral("update Settings set SettingValue = '1' "
-                                           "where SettingName = 'AutoStartMonitor'")));
+            monitor.setSetting(u"AutoStartMonitor"_s, u"1"_s);
         }
-        if (is("error indicator")) {
-            QVERIFY(monitor.sql(QStringLiteral("delete from Messages")));
+        if (window == "error indicator") {
+            monitor.query(u"delete from Messages"_s);
         }
-        if (window.startsWith(QLatin1String("ConnectionWizard"))) {
-            QVERIFY(QFile::remove(monitor.folder() + QStringLiteral("/db.ini")));
+        if (window.startsWith(u"ConnectionWizard")) {
+            QVERIFY(QFile::remove(monitor.app + "/db.ini"));
         }
-        if (is("splash") || is("critical box")) {
+        if (window == "splash" || window == "critical box") {
             // Start-up stops at the report of a database file that is none, the splash still up.
-            QFile database(monitor.folder() + QStringLiteral("/helpdesk.sqlite3"));
-            QVERIFY(database.open(QIODevice::WriteOnly | QIODevice::Truncate));
-            database.write(QByteArray("This is no database.\n").repeated(200));
+            QVERIFY(writeFile(monitor.app + "/helpdesk.sqlite3",
+                              QByteArray("This is no database.\n").repeated(200)));
         }
-        if (is("information box")) {
+        if (window == "information box") {
             // A mail program that takes the support bundle.
-            const QString standIn = monitor.folder() + QStringLiteral("/stand-in");
-            QVERIFY(QDir().mkpath(standIn));
-            QFile mailer(standIn + QStringLiteral("/xdg-email"));
-            QVERIFY(mailer.open(QIODevice::WriteOnly));
-            mailer.write("#!/bin/sh\nexit 0\n");
-            mailer.close();
-            QVERIFY(mailer.setPermissions(mailer.permissions() | QFileDevice::ExeOwner));
-            monitor.setEnvironment(QStringLiteral("PATH"),
-                                   standIn + QLatin1Char(':') + qEnvironmentVariable("PATH"));
+            QVERIFY(QDir().mkpath(monitor.app + "/stand-in"));
+            QVERIFY(writeScript(monitor.app + "/stand-in/xdg-email", "exit 0\n"));
+            monitor.environment.insert(u"PATH"_s,
+                                       monitor.app + "/stand-in:" + qEnvironmentVariable("PATH"));
         }
         monitor.start(scale);
-        if (is("splash")) {
-            // The report's box covers part of the splash: out of the way with it.
-            // The window manager places the box once shown; it moves it only after that.
-            const auto boxAside = [&] {
+        if (window == "splash") {
+            // The report's box covers part of the splash: out of the way with it. The window
+            // manager places the box once shown; it moves it only after that.
+            QVERIFY(within(kScreenWaitMs, [&] {
                 const quint64 box = session_.activeWindow();
                 if (box == 0 || session_.windowTitle(box) != kBoxTitle) {
                     return false;
                 }
                 session_.moveWindow(box, QPoint(0, 0));
                 return session_.windowGeometry(box).top() < 100;
-            };
-            QVERIFY(within(kScreenWaitMs, boxAside));
+            }));
         }
-        if (is("mnuMonitor") || is("dlgOperatorName")) {
-            QVERIFY(clickText(QStringLiteral("&Monitor"), scale));
+        // What the operator clicks, in order, to bring the window up once the Monitor shows.
+        static const QHash<QString, QStringList> clicks{
+            {"frmMonitor's Monitor menu", {"&Monitor"}},
+            {"frmMonitor's Log menu", {"&Log"}},
+            {"dlgOperatorName", {"&Monitor", "&Configure Net Send options..."}},
+            {"dlgMessageWithTurnOff", {"&Exit"}},
+            {"ConnectionWizard's file page", {"&Next >"}},
+            {"ConnectionWizard's server page", {"A database &server (through ODBC)", "&Next >"}},
+            {"question box", {"&Log", "Send Log File to Halvex Support"}},
+            {"information box", {"&Log", "Send Log File to Halvex Support", "&Yes"}}};
+        for (const QString& text : clicks.value(window)) {
+            QVERIFY2(clickText(text, scale), qPrintable(text));
         }
-        if (is("dlgOperatorName")) {
-            QVERIFY(clickText(QStringLiteral("&Configure Net Send options..."), scale));
-        }
-        if (is("dlgMessageWithTurnOff")) {
-            QVERIFY(clickText(QStringLiteral("&Exit"), scale));
-        }
-        if (is("ConnectionWizard's server page")) {
-            QVERIFY(clickText(QStringLiteral("A database &server (through ODBC)"), scale));
-        }
-        if (is("ConnectionWizard's server page") || is("ConnectionWizard's file page")) {
-            QVERIFY(clickText(QStringLiteral("&Next >"), scale));
-        }
-        if (is("mnulog") || is("question box") || is("information box")) {
-            QVERIFY(clickText(QStringLiteral("&Log"), scale));
-        }
-        if (is("question box") || is("information box")) {
-            QVERIFY(clickText(QStringLiteral("Send Log File to Halvex Support"), scale));
-        }
-        if (is("information box")) {
-            QVERIFY(clickText(QStringLiteral("&Yes"), scale));
-        }
-        if (is("error indicator")) {
-            QTRY_VERIFY_WITH_TIMEOUT(
-                session_.windowNamed(QStringLiteral("Help Desk Monitor (Running)")) != 0,
-                kScreenWaitMs);
-            monitor.setControl(QStringLiteral("ErrorInfo"), QStringLiteral("Error 3021"));
+        if (window == "error indicator") {
+            QTRY_VERIFY_WITH_TIMEOUT(session_.windowNamed(kTitle + " (Running)") != 0,
+                                     kScreenWaitMs);
+            monitor.setControl("ErrorInfo", u"Error 3021"_s);
         }
     }
 
     // The support bundle that the information box names, once written.
     static QString supportBundle(const MonitorOnScreen& monitor) {
         const QStringList bundles =
-            QDir(monitor.logFolder()).entryList({QStringLiteral("support-*.txt")}, QDir::Files);
-        return bundles.size() == 1 ? monitor.logFolder() + QLatin1Char('/') + bundles.front()
-                                   : QString();
+            QDir(monitor.logFolder()).entryList({u"support-*.txt"_s}, QDir::Files);
+        return bundles.size() == 1 ? monitor.logFolder() + '/' + bundles.front() : QString();
     }
 
   private Q_SLOTS:
@@ -294,172 +275,119 @@ class TestTextsDrawnWhole : public QObject {
         QTest::addColumn<QString>("window");
         QTest::addColumn<qreal>("scale");
         QTest::addColumn<QList<Caption>>("captions");
+        QTest::addColumn<int>("picture");
+        QTest::addColumn<int>("size");
 
-        const QList<Caption> main = {{QStringLiteral("Services ")},
-                                     {QStringLiteral("Read Email")},
-                                     {QStringLiteral("Send Email")},
-                                     {QStringLiteral("Check SLAs")},
-                                     {QStringLiteral("Process On-Hold Requests")},
-                                     {QStringLiteral("Trace")},
-                                     {QStringLiteral("&Start")},
-                                     {QStringLiteral("&Exit")},
-                                     {QStringLiteral("&File")},
-                                     {QStringLiteral("&Monitor")},
-                                     {QStringLiteral("&Log")}};
-        const QList<Caption> monitorMenu = {{QStringLiteral("&Start")},
-                                            {QStringLiteral("&Run now")},
-                                            {QStringLiteral("&Preview In-Box Messages")},
-                                            {QStringLiteral("&Clear Error Warning")},
-                                            {QStringLiteral("&Configure Net Send options...")}};
-        const QList<Caption> logMenu = {{QStringLiteral("&View Log File")},
-                                        {QStringLiteral("Send Log File to Halvex Support")},
-                                        {QStringLiteral("&Clear Log File")}};
-        const QList<Caption> names = {
-            {QStringLiteral("Select the Monitor instance you want to start:")},
-            {QStringLiteral("North")},
-            {QStringLiteral("OK")},
-            {QStringLiteral("Cancel")}};
-        const QList<Caption> alert = {
-            {QStringLiteral("The Monitor can use Windows 'Net Send' command to send alerts if "
-                            "the Monitor logs an error.  The alerts are sent when an error is "
-                            "first logged."),
-             true},
-            {QStringLiteral("Send this message:")},
-            {QStringLiteral("Send to up to three users (or other valid Net Send destinations):")},
-            {QStringLiteral("OK")},
-            {QStringLiteral("Cancel")}};
-        const QList<Caption> exit = {{QStringLiteral("Are you sure you want to exit?")},
-                                     {QStringLiteral("Don't ask me this again")},
-                                     {QStringLiteral("Yes")},
-                                     {QStringLiteral("No")}};
-        const QList<Caption> oldMessages = {
-            {QStringLiteral("unsent messages in the Messages table which are over a week old. "
-                            "This suggests that the Monitor has not been used to send email for "
-                            "at least a week. It may be that you are using features such as "
-                            "Email on Assignment, Email on Closed, etc., but you have not been "
-                            "using the Monitor to send the related alerts. IF YOU CHOOSE NOT TO "
-                            "DELETE THE OLD MESSAGES, THEY WILL ALL BE SENT NOW."),
-             true},
-            {QStringLiteral("Do not delete any messages")},
-            {QStringLiteral("Delete ALL unsent messages")},
-            {QStringLiteral("Delete all messages more than")},
-            {QStringLiteral("days old")},
-            {QStringLiteral("OK")},
-            {QStringLiteral("Cancel")}};
-
+        const QList<Caption> main = plain({"Services ", "Read Email", "Send Email", "Check SLAs",
+                                           "Process On-Hold Requests", "Trace", "&Start", "&Exit",
+                                           "&File", "&Monitor", "&Log"});
+        const QList<Caption> monitorMenu =
+            plain({"&Start", "&Run now", "&Preview In-Box Messages", "&Clear Error Warning",
+                   "&Configure Net Send options..."});
+        const QList<Caption> logMenu =
+            plain({"&View Log File", "Send Log File to Halvex Support", "&Clear Log File"});
+        const QList<Caption> names =
+            plain({"Select the Monitor instance you want to start:", "North", "OK", "Cancel"});
+        const QList<Caption> alert =
+            QList<Caption>{{u"The Monitor can use Windows 'Net Send' command to send alerts if the "
+                            "Monitor logs an error.  The alerts are sent when an error is first "
+                            "logged."_s,
+                            true}} +
+            plain({"Send this message:",
+                   "Send to up to three users (or other valid Net Send destinations):", "OK",
+                   "Cancel"});
+        const QList<Caption> exit =
+            plain({"Are you sure you want to exit?", "Don't ask me this again", "Yes", "No"});
+        const QList<Caption> oldMessages =
+            QList<Caption>{
+                {u"unsent messages in the Messages table which are over a week old. This suggests "
+                 "that the Monitor has not been used to send email for at least a week. It may be "
+                 "that you are using features such as Email on Assignment, Email on Closed, etc., "
+                 "but you have not been using the Monitor to send the related alerts. IF YOU "
+                 "CHOOSE NOT TO DELETE THE OLD MESSAGES, THEY WILL ALL BE SENT NOW."_s,
+                 true}} +
+            plain({"Do not delete any messages", "Delete ALL unsent messages",
+                   "Delete all messages more than", "days old", "OK", "Cancel"});
         const QList<Caption> splash = {
-            {.text = QStringLiteral("Halvex Help Desk Monitor"),
-             .pointSize = 18,
-             .bold = true,
-             .light = true},
-            {.text = QStringLiteral("Starting..."), .pointSize = 10, .light = true}};
-        const QList<Caption> wizardButtons = {
-            {QStringLiteral("< &Back")}, {QStringLiteral("&Next >")}, {QStringLiteral("Cancel")}};
+            {.text = u"Halvex Help Desk Monitor"_s, .pointSize = 18, .bold = true, .light = true},
+            {.text = u"Starting..."_s, .pointSize = 10, .light = true}};
+        const QList<Caption> wizardButtons = plain({"< &Back", "&Next >", "Cancel"});
         const QList<Caption> wizardKind =
-            QList<Caption>{{.text = QStringLiteral("Help-desk database"), .bold = true},
-                           {QStringLiteral("Where does the help-desk database lie?")},
-                           {QStringLiteral("A database &file on this computer")},
-                           {QStringLiteral("A database &server (through ODBC)")}} +
+            QList<Caption>{{.text = u"Help-desk database"_s, .bold = true}} +
+            plain({"Where does the help-desk database lie?", "A database &file on this computer",
+                   "A database &server (through ODBC)"}) +
             wizardButtons;
         const QList<Caption> wizardFile =
-            QList<Caption>{
-                {.text = QStringLiteral("Database file"), .bold = true},
-                {QStringLiteral("Choose the help-desk database file, or name a new one.")},
-                {QStringLiteral("&Browse...")},
-                {QStringLiteral("&Create a new help-desk database in this file")}} +
+            QList<Caption>{{.text = u"Database file"_s, .bold = true}} +
+            plain({"Choose the help-desk database file, or name a new one.", "&Browse...",
+                   "&Create a new help-desk database in this file"}) +
             wizardButtons;
         const QList<Caption> wizardServer =
-            QList<Caption>{{.text = QStringLiteral("Database server"), .bold = true},
-                           {QStringLiteral("How is the database server reached?")},
-                           {QStringLiteral("ODBC &driver:")},
-                           {QStringLiteral("PostgreSQL Unicode")},
-                           {QStringLiteral("&Server:")},
-                           {QStringLiteral("&Port:")},
-                           {QStringLiteral("D&atabase:")},
-                           {QStringLiteral("&User:")},
-                           {QStringLiteral("Pass&word:")}} +
+            QList<Caption>{{.text = u"Database server"_s, .bold = true}} +
+            plain({"How is the database server reached?", "ODBC &driver:", "PostgreSQL Unicode",
+                   "&Server:", "&Port:", "D&atabase:", "&User:", "Pass&word:"}) +
             wizardButtons;
         const QList<Caption> critical = {
-            {QStringLiteral("file is not a database (Unable to execute statement) in the "
-                            "statement: select name from sqlite_master where type = 'table'"),
+            {u"file is not a database (Unable to execute statement) in the statement: select "
+             "name from sqlite_master where type = 'table'"_s,
              true},
-            {QStringLiteral("OK")}};
-        const QList<Caption> question = {
-            {QStringLiteral("Are you sure you want to send the log file to Halvex Support?")},
-            {QStringLiteral("&Yes")},
-            {QStringLiteral("&No")}};
+            {u"OK"_s}};
+        const QList<Caption> question =
+            plain({"Are you sure you want to send the log file to Halvex Support?", "&Yes", "&No"});
         // The bundle's path follows once it is written.
         const QList<Caption> information = {
-            {QStringLiteral("Your mail program has been asked to send the support bundle:"), true},
-            {QStringLiteral("OK")}};
+            {u"Your mail program has been asked to send the support bundle:"_s, true}, {u"OK"_s}};
 
+        const QList<Caption> errorIndicator = {{u"Error 3021"_s, true}};
+
+        const int boxIcon = QApplication::style()->pixelMetric(QStyle::PM_MessageBoxIconSize);
         for (const qreal scale : {1.0, 2.0}) {
-            const QByteArray at = " at scale " + QByteArray::number(scale);
-            const auto row = [&](const char* window, const QList<Caption>& captions) {
-                QTest::newRow(window + at) << QString::fromLatin1(window) << scale << captions;
+            const auto row = [scale](const char* window, const QList<Caption>& captions,
+                                     int picture = -1, int size = 32) {
+                QTest::newRow(window + " at scale "_ba + QByteArray::number(scale))
+                    << QString::fromLatin1(window) << scale << captions << picture << size;
             };
             row("frmMonitor", main);
-            QTest::newRow("frmMonitor's Monitor menu" + at)
-                << QStringLiteral("mnuMonitor") << scale << monitorMenu;
-            QTest::newRow("frmMonitor's Log menu" + at)
-                << QStringLiteral("mnulog") << scale << logMenu;
+            row("frmMonitor's Monitor menu", monitorMenu);
+            row("frmMonitor's Log menu", logMenu);
+            row("error indicator", errorIndicator, QStyle::SP_MessageBoxWarning);
             row("dlgMonitorNames", names);
             row("dlgOperatorName", alert);
-            row("dlgMessageWithTurnOff", exit);
-            row("dlgDeleteOldMessages", oldMessages);
+            row("dlgMessageWithTurnOff", exit, QStyle::SP_MessageBoxQuestion);
+            row("dlgDeleteOldMessages", oldMessages, QStyle::SP_MessageBoxWarning);
             row("splash", splash);
             row("ConnectionWizard", wizardKind);
             row("ConnectionWizard's file page", wizardFile);
             row("ConnectionWizard's server page", wizardServer);
-            row("critical box", critical);
+            row("critical box", critical, QStyle::SP_MessageBoxCritical, boxIcon);
             row("question box", question);
-            row("information box", information);
+            row("information box", information, QStyle::SP_MessageBoxInformation, boxIcon);
         }
     }
 
+    // At twice the scale, the window's picture too is drawn for the screen's pixels, not
+    // enlarged from a picture made for one.
     void everyCaptionShowsWhole() {
         QFETCH(QString, window);
         QFETCH(qreal, scale);
         QFETCH(QList<Caption>, captions);
+        QFETCH(int, picture);
+        QFETCH(int, size);
 
-        MonitorOnScreen monitor(QStringLiteral("texts"));
+        MonitorOnScreen monitor(u"texts"_s);
         open(monitor, window, scale);
         if (QTest::currentTestFailed()) {
             return;
         }
-        if (window == QLatin1String("information box")) {
+        if (window == "information box") {
             QTRY_VERIFY_WITH_TIMEOUT(!supportBundle(monitor).isEmpty(), kScreenWaitMs);
             captions.append({supportBundle(monitor), true});
         }
         const QStringList missing = missingOnceShown(window, captions, scale);
-        QVERIFY2(missing.isEmpty(), qPrintable(QStringLiteral("not drawn whole: ") +
-                                               missing.join(QStringLiteral(" | "))));
-    }
-
-    // The pictures are drawn for the screen's pixels at twice the scale, not enlarged from
-    // pictures made for one.
-    void everyPictureIsDrawnSharp_data() {
-        QTest::addColumn<QString>("window");
-        QTest::addColumn<int>("picture");
-        QTest::addColumn<int>("size");
-        const int boxIcon = QApplication::style()->pixelMetric(QStyle::PM_MessageBoxIconSize);
-        QTest::newRow("error indicator's warning")
-            << QStringLiteral("error indicator") << int(QStyle::SP_MessageBoxWarning) << 32;
-        QTest::newRow("dlgDeleteOldMessages' warning")
-            << QStringLiteral("dlgDeleteOldMessages") << int(QStyle::SP_MessageBoxWarning) << 32;
-        QTest::newRow("dlgMessageWithTurnOff's question")
-            << QStringLiteral("dlgMessageWithTurnOff") << int(QStyle::SP_MessageBoxQuestion) << 32;
-        QTest::newRow("critical box")
-            << QStringLiteral("critical box") << int(QStyle::SP_MessageBoxCritical) << boxIcon;
-        QTest::newRow("information box") << QStringLiteral("information box")
-                                         << int(QStyle::SP_MessageBoxInformation) << boxIcon;
-    }
-
-    void everyPictureIsDrawnSharp() {
-        QFETCH(QString, window);
-        QFETCH(int, picture);
-        QFETCH(int, size);
-        const qreal scale = 2.0;
+        QVERIFY2(missing.isEmpty(), qPrintable("not drawn whole: " + missing.join(u" | "_s)));
+        if (picture < 0 || scale != 2.0) {
+            return;
+        }
         const QIcon icon =
             QApplication::style()->standardIcon(static_cast<QStyle::StandardPixmap>(picture));
         const QImage sharp =
@@ -471,12 +399,6 @@ class TestTextsDrawnWhole : public QObject {
             const QImage enlarged = small.scaled(sharp.size(), Qt::IgnoreAspectRatio, mode);
             QVERIFY2(pixelsThatDiffer(sharp, enlarged) > least,
                      "the enlarged picture cannot be told from the sharp one");
-        }
-
-        MonitorOnScreen monitor(QStringLiteral("pictures"));
-        open(monitor, window, scale);
-        if (QTest::currentTestFailed()) {
-            return;
         }
         QPoint origin;
         QVERIFY2(within(kScreenWaitMs,
