@@ -6,6 +6,7 @@
 
 #include <QDeadlineTimer>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QHash>
 #include <QIcon>
@@ -19,7 +20,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kTitle = u"Help Desk Monitor"_s;
+const QString kRunning = u"Help Desk Monitor (Running)"_s;
 const QString kBoxTitle = u"HvxMonitor"_s;
 
 // A text as the window shows it; a wrapped one is looked for word by word, since where its
@@ -114,15 +115,44 @@ bool within(int ms, const Condition& condition) {
 
 Q_DECLARE_METATYPE(QList<Caption>)
 
-// Every caption of every window and dialog shows whole, as the operator's desktop draws it,
-// at the designed sizes and at twice the scale.
-class TestTextsDrawnWhole : public QObject {
+// What the operator sees, as the desktop draws it under a real window manager: every caption
+// of every window and dialog whole, at the designed sizes and at twice the scale; the core
+// application out of the way; the whole uptime, and elided status texts and the error with
+// their whole texts as tool tips.
+class TestDrawnOnDesktop : public QObject {
     Q_OBJECT
 
   public:
-    explicit TestTextsDrawnWhole(XSession& session) : session_(session) {}
+    explicit TestDrawnOnDesktop(XSession& session) : session_(session) {}
 
   private:
+    QImage screen() const { return session_.grab().convertToFormat(QImage::Format_Grayscale8); }
+
+    std::optional<QPoint> drawnWithin(const QString& text, int ms) const {
+        const DrawnText drawn(text, 1.0, QGuiApplication::font());
+        std::optional<QPoint> at;
+        within(ms, [&] { return (at = drawn.findIn(screen())).has_value(); });
+        return at;
+    }
+
+    // Rests the mouse on `at` until a tool tip shows every word of `text` in the band of the
+    // screen around it; a tool tip that does not come within a few seconds is asked for again.
+    QStringList toolTipWordsMissing(QPoint at, const QString& text) const {
+        QStringList missing;
+        const QDeadlineTimer deadline(kScreenWaitMs);
+        do {
+            session_.moveMouse(at + QPoint(200, 200));
+            QTest::qWait(300);
+            session_.moveMouse(at);
+            // Tool tips come after the mouse has rested for most of a second.
+            QTest::qWait(1500);
+            const QImage whole = screen();
+            const QImage band = whole.copy(0, at.y() - 80, whole.width(), 200);
+            missing = wordsNotDrawn(band, text, 1.0, QGuiApplication::font());
+        } while (!missing.isEmpty() && !deadline.hasExpired());
+        return missing;
+    }
+
     // The screen around the active window, with room for the menus it opens, in gray; the
     // splash lies in the middle of the screen, whatever window is active.
     QImage screenAround(const QString& window, qreal scale, QPoint& origin) const {
@@ -202,11 +232,12 @@ class TestTextsDrawnWhole : public QObject {
             QVERIFY(writeFile(monitor.app + "/monitornames.txt",
                               "North, " + monitor.app.toUtf8() + "\n"));
         }
-        if (window == "dlgDeleteOldMessages" || window == "error indicator") {
+        const bool running = window == "running" || window == "error indicator";
+        if (window == "dlgDeleteOldMessages" || running) {
             // The demo's old unsent messages are questioned at the first Start.
             monitor.setSetting(u"AutoStartMonitor"_s, u"1"_s);
         }
-        if (window == "error indicator") {
+        if (running) {
             monitor.query(u"delete from Messages"_s);
         }
         if (window.startsWith(u"ConnectionWizard")) {
@@ -250,9 +281,12 @@ class TestTextsDrawnWhole : public QObject {
         for (const QString& text : clicks.value(window)) {
             QVERIFY2(clickText(text, scale), qPrintable(text));
         }
+        if (running) {
+            QTRY_VERIFY_WITH_TIMEOUT(session_.windowNamed(kRunning) != 0, kScreenWaitMs);
+            QTRY_COMPARE_WITH_TIMEOUT(session_.activeWindow(), session_.windowNamed(kRunning),
+                                      kScreenWaitMs);
+        }
         if (window == "error indicator") {
-            QTRY_VERIFY_WITH_TIMEOUT(session_.windowNamed(kTitle + " (Running)") != 0,
-                                     kScreenWaitMs);
             monitor.setControl("ErrorInfo", u"Error 3021"_s);
         }
     }
@@ -406,9 +440,84 @@ class TestTextsDrawnWhole : public QObject {
                  "the picture is not drawn for the screen's pixels");
     }
 
+    void theCoreStartsIconicWithoutTakingTheFocus() {
+        MonitorOnScreen monitor(u"core-window"_s);
+        open(monitor, u"running"_s, 1.0);
+        if (QTest::currentTestFailed()) {
+            return;
+        }
+        const quint64 window = session_.windowNamed(kRunning);
+        quint64 core = 0;
+        QTRY_VERIFY_WITH_TIMEOUT((core = session_.windowNamed(u"Help Desk Monitor Timer"_s)) != 0,
+                                 kScreenWaitMs);
+        QTRY_COMPARE_WITH_TIMEOUT(session_.windowState(core), u"Iconic"_s, kScreenWaitMs);
+        // The window manager decides about the focus when it maps the window: watch a while.
+        QElapsedTimer watching;
+        watching.start();
+        while (watching.elapsed() < 2000) {
+            QCOMPARE(session_.activeWindow(), window);
+            QCOMPARE(session_.windowState(core), u"Iconic"_s);
+            QTest::qWait(200);
+        }
+    }
+
+    void theUptimeShowsWholeAndTheOtherPanelsElideWithTheirWholeTextAsToolTip() {
+        MonitorOnScreen monitor(u"status-bar"_s);
+        open(monitor, u"running"_s, 1.0);
+        if (QTest::currentTestFailed()) {
+            return;
+        }
+        // An in-box preview gives the core application's status line some length.
+        monitor.setControl("Command", u"7"_s);
+        QTRY_VERIFY_WITH_TIMEOUT(monitor.control("Status").contains(u"in-box preview"_s),
+                                 kScreenWaitMs);
+        monitor.shiftClock(qint64{1234} * 60);
+        QVERIFY2(drawnWithin(u"Monitor uptime: 20.6 hours."_s, kScreenWaitMs),
+                 "the whole uptime is not drawn");
+
+        const QString status = monitor.control("Status");
+        const QString description = "[Access>" + monitor.app + "/helpdesk.sqlite3]";
+        // The status elides at its end, the description in its middle. (The jump of the
+        // clock refreshes the settings, whose progress text passes through panel 2 first.)
+        const auto statusStart = drawnWithin(status.left(8), kScreenWaitMs);
+        QVERIFY2(statusStart, qPrintable(status.left(8)));
+        QVERIFY(drawnWithin(u"v12"_s, 1000));
+        const auto descriptionEnd = drawnWithin(description.right(3), 1000);
+        QVERIFY2(descriptionEnd, "the end of the database description is not drawn");
+        const QImage bar = screen();
+        QVERIFY2(!DrawnText(status, 1.0, QGuiApplication::font()).findIn(bar),
+                 "the status line fits: it cannot show how it elides");
+        QVERIFY(!DrawnText(description, 1.0, QGuiApplication::font()).findIn(bar));
+
+        QStringList missing = toolTipWordsMissing(*statusStart + QPoint(4, 4), status);
+        QVERIFY2(missing.isEmpty(), qPrintable(missing.join(u' ')));
+        missing = toolTipWordsMissing(*descriptionEnd + QPoint(4, 4), description);
+        QVERIFY2(missing.isEmpty(), qPrintable(missing.join(u' ')));
+    }
+
+    void theErrorIndicatorCarriesTheWholeErrorAsToolTip() {
+        MonitorOnScreen monitor(u"error-frame"_s);
+        open(monitor, u"running"_s, 1.0);
+        if (QTest::currentTestFailed()) {
+            return;
+        }
+        QString error =
+            u"Error 3021 at 09:38:10 in the procedure that sends the queued messages: the mail "
+            "server refused the connection because the account is locked; the next attempt "
+            "follows after the interval"_s;
+        error += QString(200 - error.size(), u'!');
+        monitor.setControl("ErrorInfo", error);
+        const auto start = drawnWithin(u"Error"_s, kScreenWaitMs);
+        QVERIFY2(start, "the error indicator does not show the error");
+        // Its end lies beyond the frame: only the tool tip can show it.
+        QVERIFY(!DrawnText(u"interval"_s, 1.0, QGuiApplication::font()).findIn(screen()));
+        const QStringList missing = toolTipWordsMissing(*start + QPoint(4, 4), error);
+        QVERIFY2(missing.isEmpty(), qPrintable(missing.join(u' ')));
+    }
+
   private:
     XSession& session_;
 };
 
-HVX_SCREEN_TEST_MAIN(TestTextsDrawnWhole)
-#include "TestTextsDrawnWhole.moc"
+HVX_SCREEN_TEST_MAIN(TestDrawnOnDesktop)
+#include "TestDrawnOnDesktop.moc"
