@@ -1,6 +1,5 @@
 #include "Installation.h"
 
-#include "LeftoverPrograms.h"
 #include "Patience.h"
 #include "components/SqliteRegistryStore.h"
 #include "platform/RuntimeError.h"
@@ -9,6 +8,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QTest>
@@ -17,11 +17,27 @@
 
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace hvx::test {
 
 namespace {
 
-const QString kBase = QStringLiteral("Software\\Halvex\\Help Desk\\Monitor\\");
+const QString kBase = u"Software\\Halvex\\Help Desk\\Monitor\\"_s;
+
+// The processes whose program lies in `folder`.
+QList<int> programsIn(const QString& folder) {
+    QList<int> found;
+    const QString prefix = QFileInfo(folder).canonicalFilePath() + '/';
+    const QStringList pids = QDir(u"/proc"_s).entryList(QDir::Dirs);
+    for (const QString& pid : pids) {
+        const QString program = QFileInfo("/proc/" + pid + "/exe").symLinkTarget();
+        if (pid.toInt() > 0 && prefix.size() > 1 && program.startsWith(prefix)) {
+            found.append(pid.toInt());
+        }
+    }
+    return found;
+}
 
 QString readAll(const QString& path) {
     QFile file(path);
@@ -31,20 +47,18 @@ QString readAll(const QString& path) {
 }  // namespace
 
 Installation::Installation(const QString& name)
-    : session(QStringLiteral("%1-%2").arg(name).arg(QCoreApplication::applicationPid())),
-      app(dir.filePath(QStringLiteral("app"))),
-      registry(dir.filePath(QStringLiteral("registry.sqlite3"))) {
+    : session(u"%1-%2"_s.arg(name).arg(QCoreApplication::applicationPid())),
+      app(dir.filePath(u"app"_s)),
+      registry(dir.filePath(u"registry.sqlite3"_s)) {
     QDir().mkpath(app);
-    for (const char* program : {"HvxMonitor", "HvxMonCore"}) {
-        QFile::copy(bin + QLatin1Char('/') + QLatin1String(program),
-                    app + QLatin1Char('/') + QLatin1String(program));
+    for (const QString& program : {u"/HvxMonitor"_s, u"/HvxMonCore"_s}) {
+        QFile::copy(bin + program, app + program);
     }
-    environment.insert(QStringLiteral("HVX_REGISTRY"), registry);
-    environment.insert(QStringLiteral("HVX_SESSION"), session);
-    environment.insert(QStringLiteral("XDG_DATA_HOME"), dir.filePath(QStringLiteral("data")));
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    environment.insert(QStringLiteral("HVX_UNATTENDED"),
-                       dir.filePath(QStringLiteral("boxes.jsonl")));
+    environment.insert(u"HVX_REGISTRY"_s, registry);
+    environment.insert(u"HVX_SESSION"_s, session);
+    environment.insert(u"XDG_DATA_HOME"_s, dir.filePath(u"data"_s));
+    environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+    environment.insert(u"HVX_UNATTENDED"_s, dir.filePath(u"boxes.jsonl"_s));
     // This process looks up the programs' windows in the same session.
     qputenv("HVX_SESSION", session.toUtf8());
 }
@@ -59,31 +73,32 @@ Installation::~Installation() {
     // A core application left running after a failure is asked to close.
     for (const QString& section : std::as_const(sections_)) {
         try {
-            setControl("Command", QStringLiteral("5"), section);
+            setControl("Command", u"5"_s, section);
         } catch (const RuntimeError& error) {
             // A store that a test made unusable: no core application ran on it.
             qWarning().noquote() << error.description();
         }
     }
+    // Whatever still runs would hold the test runner's output open until its time-out, and
+    // run on a store of its own once the test's folder is gone.
     if (!QTest::qWaitFor([this] { return programsIn(app).isEmpty(); }, kPatienceMs)) {
         qWarning("a core application did not take the close command");
-        killProgramsIn(app);
+        for (const int pid : programsIn(app)) {
+            ::kill(pid, SIGKILL);
+        }
     }
 }
 
 bool Installation::createDatabase(const QString& folder, bool demo) {
     QDir().mkpath(folder);
-    QStringList arguments{QStringLiteral("--db-ini"), folder};
-    if (demo) {
-        arguments << QStringLiteral("--demo");
-    }
     QProcess setup;
-    setup.start(bin + QStringLiteral("/hvx-dbsetup"), arguments);
+    setup.start(bin + "/hvx-dbsetup", QStringList{u"--db-ini"_s, folder} +
+                                          (demo ? QStringList{u"--demo"_s} : QStringList{}));
     return setup.waitForFinished(kPatienceMs) && setup.exitCode() == 0;
 }
 
 bool Installation::createInstances(const QStringList& names) {
-    QFile list(app + QStringLiteral("/monitornames.txt"));
+    QFile list(app + "/monitornames.txt");
     if (!list.open(QIODevice::WriteOnly)) {
         return false;
     }
@@ -92,50 +107,57 @@ bool Installation::createInstances(const QStringList& names) {
         if (!createDatabase(folder)) {
             return false;
         }
-        list.write((instance + QStringLiteral(", ") + folder + QStringLiteral("/\n")).toUtf8());
-        sections_.append(QStringLiteral("Controls:") + instance);
+        list.write((instance + ", " + folder + "/\n").toUtf8());
+        sections_.append("Controls:" + instance);
     }
     return true;
 }
 
-void Installation::setSetting(const QString& name, const QString& value,
-                              const QString& databaseFolder) {
-    const QString connection = QStringLiteral("installation-settings");
+QVariant Installation::query(const QString& sql, const QVariantList& values,
+                             const QString& databaseFolder) const {
+    const QString connection = u"installation"_s;
+    QVariant first;
     {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection);
-        db.setDatabaseName((databaseFolder.isEmpty() ? app : databaseFolder) +
-                           QStringLiteral("/helpdesk.sqlite3"));
-        QVERIFY(db.open());
+        QSqlDatabase db = QSqlDatabase::addDatabase(u"QSQLITE"_s, connection);
+        db.setDatabaseName((databaseFolder.isEmpty() ? app : databaseFolder) + "/helpdesk.sqlite3");
+        db.open();
         QSqlQuery query(db);
-        query.prepare(QStringLiteral("update Settings set SettingValue = ? where SettingName = ?"));
-        query.addBindValue(value);
-        query.addBindValue(name);
-        QVERIFY(query.exec());
-        QCOMPARE(query.numRowsAffected(), 1);
+        query.prepare(sql);
+        for (const QVariant& value : values) {
+            query.addBindValue(value);
+        }
+        if (query.exec() && query.next()) {
+            first = query.value(0);
+        }
     }
     QSqlDatabase::removeDatabase(connection);
+    return first;
+}
+
+void Installation::setSetting(const QString& name, const QString& value,
+                              const QString& databaseFolder) {
+    const QString update =
+        u"update Settings set SettingValue = ? where SettingName = ? returning 1"_s;
+    QCOMPARE(query(update, {value, name}, databaseFolder).toInt(), 1);
 }
 
 QProcess* Installation::startMonitor(const QString& answers, const QString& coreFault) {
-    auto* monitor = new QProcess;
+    auto* monitor = monitors_.emplace_back(std::make_unique<QProcess>()).get();
     QProcessEnvironment env = environment;
-    env.insert(QStringLiteral("HVX_ANSWERS"), answers);
+    env.insert(u"HVX_ANSWERS"_s, answers);
     if (!coreFault.isEmpty()) {
-        env.insert(QStringLiteral("HVX_CORE_FAULT"), coreFault);
+        env.insert(u"HVX_CORE_FAULT"_s, coreFault);
     }
     monitor->setProcessEnvironment(env);
     monitor->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    const QString program = app + QStringLiteral("/HvxMonitor");
     if (withoutFileOverride && ::geteuid() == 0) {
         // Root passes file permissions by its capabilities; without them it meets them.
-        monitor->start(QStringLiteral("setpriv"),
-                       {QStringLiteral("--bounding-set=-dac_override,-dac_read_search,-fowner"),
-                        QStringLiteral("--"), program});
+        monitor->start(u"setpriv"_s, {u"--bounding-set=-dac_override,-dac_read_search,-fowner"_s,
+                                      u"--"_s, app + "/HvxMonitor"});
     } else {
-        monitor->start(program, {});
+        monitor->start(app + "/HvxMonitor", {});
     }
     monitor->waitForStarted();
-    monitors_.emplace_back(monitor);
     return monitor;
 }
 
@@ -164,13 +186,12 @@ bool Installation::window(const QString& caption) const {
 }
 
 QString Installation::boxes() const {
-    return readAll(dir.filePath(QStringLiteral("boxes.jsonl")));
+    return readAll(dir.filePath(u"boxes.jsonl"_s));
 }
 
 QString Installation::log(const QString& logFolder) const {
-    return readAll(
-        (logFolder.isEmpty() ? dir.filePath(QStringLiteral("data/halvex/help-desk")) : logFolder) +
-        QStringLiteral("/monitorlog.txt"));
+    return readAll((logFolder.isEmpty() ? dir.filePath(u"data/halvex/help-desk"_s) : logFolder) +
+                   "/monitorlog.txt");
 }
 
 }  // namespace hvx::test

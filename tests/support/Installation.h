@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QVariant>
 
 #include <memory>
 #include <vector>
@@ -28,6 +29,10 @@ class Installation {
     // Instances of these names, each with a database in a folder of its name, listed in
     // monitornames.txt beside the program.
     bool createInstances(const QStringList& names);
+    // The first value that `sql` (with `values` bound in order) gives on the help-desk database
+    // beside the program or in `databaseFolder`; invalid when it gives none.
+    QVariant query(const QString& sql, const QVariantList& values = {},
+                   const QString& databaseFolder = {}) const;
     void setSetting(const QString& name, const QString& value, const QString& databaseFolder = {});
 
     QProcess* startMonitor(const QString& answers = {}, const QString& coreFault = {});

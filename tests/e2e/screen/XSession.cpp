@@ -6,6 +6,8 @@
 #include <QStandardPaths>
 #include <QThread>
 
+using namespace Qt::StringLiterals;
+
 namespace hvx::test {
 
 namespace {
@@ -15,19 +17,16 @@ constexpr int kToolTimeoutMs = 60000;
 // parallel build beside the tests) Xvfb and openbox were seen to take 3 to 7 seconds each at
 // a quiet time, and beyond 20 seconds at a busy one.
 constexpr int kServerTimeoutMs = 90000;
-// A session that does not come up (a server that exits, one that never answers) is started
-// afresh this many times in all.
-constexpr int kSessionAttempts = 2;
 constexpr int kPollMs = 250;
-// Room for the designed windows at twice the size, and for a long tool tip in one line.
-const QStringList kScreen = {QStringLiteral("-screen"), QStringLiteral("0"),
-                             QStringLiteral("2560x1600x24")};
+
+QString captured(const QByteArray& text, const QString& pattern) {
+    return QRegularExpression(pattern, QRegularExpression::MultilineOption)
+        .match(QString::fromUtf8(text))
+        .captured(1);
+}
 
 quint64 windowIdIn(const QByteArray& text) {
-    const QRegularExpressionMatch match =
-        QRegularExpression(QStringLiteral("window id # (0x[0-9a-fA-F]+)"))
-            .match(QString::fromLatin1(text));
-    return match.hasMatch() ? match.captured(1).toULongLong(nullptr, 16) : 0;
+    return captured(text, u"window id # (0x[0-9a-fA-F]+)"_s).toULongLong(nullptr, 16);
 }
 
 }  // namespace
@@ -54,28 +53,27 @@ bool XSession::start() {
             missing_ << QString::fromLatin1(tool);
         }
     }
-    if (!missing_.isEmpty()) {
-        return false;
-    }
+    // A session that does not come up (a server that exits, one that never answers) is
+    // started afresh once.
     QStringList problems;
-    for (int attempt = 1; attempt <= kSessionAttempts; ++attempt) {
+    for (int attempt = 1; missing_.isEmpty() && attempt <= 2; ++attempt) {
         if (startServers()) {
+            problem_.clear();
             return true;
         }
-        problems << QStringLiteral("attempt %1: %2").arg(attempt).arg(problem_);
+        problems << u"attempt %1: %2"_s.arg(attempt).arg(problem_);
         stopServers();
     }
-    problem_ = problems.join(QStringLiteral("; "));
+    problem_ = problems.join(u"; "_s);
     return false;
 }
 
 bool XSession::startServers() {
     QElapsedTimer took;
     took.start();
-    server_.start(QStringLiteral("Xvfb"),
-                  QStringList{QStringLiteral("-displayfd"), QStringLiteral("1"),
-                              QStringLiteral("-nolisten"), QStringLiteral("tcp")} +
-                      kScreen);
+    // Room for the designed windows at twice the size, and for a long tool tip in one line.
+    server_.start(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s, u"-screen"_s,
+                              u"0"_s, u"2560x1600x24"_s});
     QByteArray number;
     const QDeadlineTimer serverDeadline(kServerTimeoutMs);
     while (!number.contains('\n') && !serverDeadline.hasExpired() &&
@@ -84,33 +82,22 @@ bool XSession::startServers() {
         number += server_.readAllStandardOutput();
     }
     if (!number.contains('\n')) {
-        problem_ =
-            QStringLiteral("Xvfb did not report a display after %1 ms: ").arg(took.elapsed()) +
-            QString::fromLocal8Bit(server_.readAllStandardError());
+        problem_ = u"Xvfb reported no display after %1 ms: %2"_s.arg(took.elapsed())
+                       .arg(QString::fromLocal8Bit(server_.readAllStandardError()));
         return false;
     }
-    const QString display = QLatin1Char(':') + QString::fromLatin1(number.trimmed());
-    qputenv("DISPLAY", display.toLatin1());
-    windowManager_.start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+    qputenv("DISPLAY", ':' + number.trimmed());
+    windowManager_.start(u"openbox"_s, {u"--sm-disable"_s});
     // The window manager is ready once it names itself on the root window.
     const QDeadlineTimer managerDeadline(kServerTimeoutMs);
-    while (windowIdIn(run(QStringLiteral("xprop"),
-                          {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})) ==
-           0) {
+    while (windowIdIn(run(u"xprop"_s, {u"-root"_s, u"_NET_SUPPORTING_WM_CHECK"_s})) == 0) {
         if (managerDeadline.hasExpired() || windowManager_.state() == QProcess::NotRunning) {
-            problem_ = QStringLiteral("openbox did not come up on %1 after %2 ms")
-                           .arg(display)
-                           .arg(took.elapsed()) +
-                       (windowManager_.state() == QProcess::NotRunning
-                            ? QStringLiteral(" (it exited: ")
-                            : QStringLiteral(" (still starting: ")) +
-                       QString::fromLocal8Bit(windowManager_.readAllStandardError()) +
-                       QLatin1Char(')');
+            problem_ = u"openbox did not come up after %1 ms: %2"_s.arg(took.elapsed())
+                           .arg(QString::fromLocal8Bit(windowManager_.readAllStandardError()));
             return false;
         }
         QThread::msleep(kPollMs);
     }
-    display_ = display;
     return true;
 }
 
@@ -125,84 +112,52 @@ QByteArray XSession::run(const QString& program, const QStringList& arguments) c
     return tool.readAllStandardOutput();
 }
 
+QByteArray XSession::xdotool(const QStringList& arguments) const {
+    return run(u"xdotool"_s, arguments);
+}
+
 quint64 XSession::windowNamed(const QString& title) const {
-    const QByteArray found =
-        run(QStringLiteral("xdotool"),
-            {QStringLiteral("search"), QStringLiteral("--name"),
-             QLatin1Char('^') + QRegularExpression::escape(title) + QLatin1Char('$')});
-    for (const QByteArray& line : found.split('\n')) {
-        if (const quint64 window = line.trimmed().toULongLong(); window != 0) {
-            return window;
-        }
-    }
-    return 0;
+    const QString exactly = '^' + QRegularExpression::escape(title) + '$';
+    return xdotool({u"search"_s, u"--name"_s, exactly}).split('\n').value(0).toULongLong();
 }
 
 QString XSession::windowTitle(quint64 window) const {
-    return QString::fromUtf8(run(QStringLiteral("xdotool"),
-                                 {QStringLiteral("getwindowname"), QString::number(window)}))
-        .trimmed();
+    return QString::fromUtf8(xdotool({u"getwindowname"_s, QString::number(window)})).trimmed();
 }
 
 quint64 XSession::activeWindow() const {
-    return windowIdIn(run(QStringLiteral("xprop"),
-                          {QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")}));
+    return windowIdIn(run(u"xprop"_s, {u"-root"_s, u"_NET_ACTIVE_WINDOW"_s}));
 }
 
 QString XSession::windowState(quint64 window) const {
-    const QByteArray text =
-        run(QStringLiteral("xprop"),
-            {QStringLiteral("-id"), QString::number(window), QStringLiteral("WM_STATE")});
-    const QRegularExpressionMatch match =
-        QRegularExpression(QStringLiteral("window state: (\\w+)")).match(QString::fromLatin1(text));
-    return match.hasMatch() ? match.captured(1) : QString();
+    return captured(run(u"xprop"_s, {u"-id"_s, QString::number(window), u"WM_STATE"_s}),
+                    u"window state: (\\w+)"_s);
 }
 
 QRect XSession::windowGeometry(quint64 window) const {
-    QRect geometry;
-    const QByteArray shell = run(
-        QStringLiteral("xdotool"),
-        {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), QString::number(window)});
-    for (const QByteArray& line : shell.split('\n')) {
-        const QList<QByteArray> pair = line.split('=');
-        if (pair.size() != 2) {
-            continue;
-        }
-        const int value = pair[1].toInt();
-        if (pair[0] == "X") {
-            geometry.moveLeft(value);
-        } else if (pair[0] == "Y") {
-            geometry.moveTop(value);
-        } else if (pair[0] == "WIDTH") {
-            geometry.setWidth(value);
-        } else if (pair[0] == "HEIGHT") {
-            geometry.setHeight(value);
-        }
-    }
-    return geometry;
+    const QByteArray shell =
+        xdotool({u"getwindowgeometry"_s, u"--shell"_s, QString::number(window)});
+    const auto value = [&shell](const QString& name) {
+        return captured(shell, '^' + name + u"=(-?\\d+)$"_s).toInt();
+    };
+    return {value(u"X"_s), value(u"Y"_s), value(u"WIDTH"_s), value(u"HEIGHT"_s)};
 }
 
 QImage XSession::grab() const {
-    return QImage::fromData(
-        run(QStringLiteral("import"),
-            {QStringLiteral("-window"), QStringLiteral("root"), QStringLiteral("png:-")}),
-        "PNG");
+    return QImage::fromData(run(u"import"_s, {u"-window"_s, u"root"_s, u"png:-"_s}), "PNG");
 }
 
 void XSession::moveMouse(QPoint at) const {
-    run(QStringLiteral("xdotool"),
-        {QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y())});
+    xdotool({u"mousemove"_s, QString::number(at.x()), QString::number(at.y())});
 }
 
 void XSession::click(QPoint at) const {
-    run(QStringLiteral("xdotool"),
-        {QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()),
-         QStringLiteral("click"), QStringLiteral("1")});
+    xdotool({u"mousemove"_s, QString::number(at.x()), QString::number(at.y()), u"click"_s, u"1"_s});
 }
 
 void XSession::moveWindow(quint64 window, QPoint to) const {
-    run(QStringLiteral("xdotool"), {QStringLiteral("windowmove"), QString::number(window),
-                                    QString::number(to.x()), QString::number(to.y())});
+    xdotool({u"windowmove"_s, QString::number(window), QString::number(to.x()),
+             QString::number(to.y())});
 }
 
 }  // namespace hvx::test

@@ -29,7 +29,7 @@ class XSession {
     bool start();
     QStringList missing() const { return missing_; }
     QString problem() const { return problem_; }
-    bool running() const { return !display_.isEmpty(); }
+    bool running() const { return problem_.isEmpty() && missing_.isEmpty(); }
 
     // The top-level window whose title is exactly `title`, or 0.
     quint64 windowNamed(const QString& title) const;
@@ -52,12 +52,12 @@ class XSession {
     bool startServers();
     void stopServers();
     QByteArray run(const QString& program, const QStringList& arguments) const;
+    QByteArray xdotool(const QStringList& arguments) const;
 
     QProcess server_;
     QProcess windowManager_;
-    QString display_;
     QStringList missing_;
-    QString problem_;
+    QString problem_ = QStringLiteral("not started");
 };
 
 }  // namespace hvx::test
