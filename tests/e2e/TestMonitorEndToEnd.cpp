@@ -100,6 +100,44 @@ class TestMonitorEndToEnd : public QObject {
         QTRY_VERIFY_WITH_TIMEOUT(!i.window(kCore), kPatienceMs);
     }
 
+    // An instance whose database cannot be reached: the operator asks for the wizard, the
+    // instance's db.ini is deleted, the wizard writes a new one beside the program, which is
+    // copied into the instance's folder and deleted beside the program.
+    void theWizardReplacesAnInstancesConnection() {
+        Installation i(u"e2e-wizard"_s);
+        const QString folder = i.dir.filePath(u"Sales"_s);
+        QVERIFY(QDir().mkpath(folder));
+        QVERIFY(writeFile(folder + u"/db.ini"_s,
+                          "[Database]\nType = SQLSERVER\nDriver = No Such Driver\n"
+                          "Server = 127.0.0.1\nDatabase = helpdesk\n"));
+        QVERIFY(writeFile(i.app + u"/monitornames.txt"_s, "Sales, " + folder.toUtf8() + "/\n"));
+        const QString database = i.dir.filePath(u"fresh.sqlite3"_s);
+
+        // A refused choice first, its box answered on its own; then the database manager's own
+        // report of the failed connection, the wizard question and the wizard.
+        QProcess* monitor =
+            i.startMonitor(u"select:Nobody,ok,select:Sales,ok,yes,jet:"_s + database);
+        QVERIFY2(QTest::qWaitFor([&] { return i.window(u"Sales Monitor"_s); }, kPatienceMs),
+                 qPrintable(i.boxes()));
+
+        QVERIFY(!QFile::exists(i.app + u"/db.ini"_s));
+        QFile written(folder + u"/db.ini"_s);
+        QVERIFY(written.open(QIODevice::ReadOnly));
+        const QByteArray ini = written.readAll();
+        QVERIFY2(ini.contains("JET") && ini.contains(database.toUtf8()), ini.constData());
+        const QString boxes = i.boxes();
+        for (const QString& shown :
+             {u"{\"answer\":\"yes\",\"buttons\":\"YesNo\",\"icon\":\"question\",\"kind\":"
+              u"\"messagebox\",\"text\":\"Do you want to run the Database Connection Wizard to "
+              u"change the database connection information?\""_s,
+              u"\"completed\":true"_s,
+              u"{\"answer\":\"ok\",\"buttons\":\"OKOnly\",\"icon\":\"exclamation\",\"kind\":"
+              u"\"messagebox\",\"text\":\"Please select a Monitor instance.\""_s}) {
+            QVERIFY2(boxes.contains(shown), qPrintable(boxes));
+        }
+        QVERIFY(Installation::terminate(monitor));
+    }
+
     void theLogOfAStartUpHoldsNoPassword_data() {
         QTest::addColumn<QString>("password");
         QTest::newRow("Monitor") << u"Monitor"_s;
